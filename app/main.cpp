@@ -1,0 +1,42 @@
+#include <QApplication>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusError>
+
+#include <cstdlib>
+
+#include "mainwindow.h"
+#include "taskmanager.h"
+
+int main(int argc, char* argv[]) {
+    QApplication app(argc, argv);
+    TaskManager taskManager;
+    MainWindow window(taskManager);
+
+    // The bus is checked only now, on purpose: a second instance opens the
+    // database and builds its window before it learns that the name is taken.
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected()) {
+        qWarning("Cannot connect to the D-Bus session bus.");
+        std::exit(1);
+    }
+    const QString service = QStringLiteral("org.velmar.pardoreminder");
+    if (!bus.registerService(service)) {
+        QString message = bus.lastError().message();
+        // A taken name is a normal answer of the bus, not an error, so it leaves no text.
+        if (message.isEmpty()) {
+            message = QStringLiteral("The name %1 is already owned by %2 on the session bus.")
+                          .arg(service, bus.interface()->serviceOwner(service).value());
+        }
+        qWarning("%s", qPrintable(message));
+        std::exit(2);
+    }
+    if (!bus.registerObject(QStringLiteral("/org/velmar/pardoreminder"), &window,
+                            QDBusConnection::ExportScriptableSlots)) {
+        qWarning("%s", qPrintable(bus.lastError().message()));
+        std::exit(3);
+    }
+
+    window.show();
+    return app.exec();
+}

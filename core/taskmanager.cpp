@@ -1,0 +1,218 @@
+#include "taskmanager.h"
+
+#include <QGridLayout>
+#include <QMessageBox>
+#include <QSqlQuery>
+#include <QVariant>
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "qmaemo5informationbox.h"
+#include "task.h"
+#include "taskless.h"
+
+namespace {
+
+bool run(const QString& statement) {
+    QSqlQuery query{QString(), QSqlDatabase()};
+    return query.exec(statement);
+}
+
+void showTaskSaved() {
+    QMaemo5InformationBox::information(nullptr, QStringLiteral("Task saved."), 3000);
+}
+
+} // namespace
+
+TaskManager::TaskManager(QObject* parent)
+    : QObject(parent)
+    , tasksLayout(nullptr)
+    , selectedTask(nullptr) {
+    if (!databaseManager.openDatabase()) {
+        QMessageBox::critical(nullptr, QStringLiteral("Can not open database"),
+                              QStringLiteral("Unable to open a database connection."),
+                              QMessageBox::Close, QMessageBox::NoButton);
+        std::exit(1);
+    }
+}
+
+TaskManager::~TaskManager() {
+    qDeleteAll(tasks);
+}
+
+void TaskManager::loadTasks() {
+    QSqlQuery query{QString(), QSqlDatabase()};
+    if (query.exec(QStringLiteral("SELECT id, name, active, type FROM tasks ORDER BY id"))) {
+        while (query.next()) {
+            auto* task =
+                new Task(*this, query.value(0).toInt(), query.value(1).toString(),
+                         query.value(2).toBool(), static_cast<Task::Type>(query.value(3).toInt()));
+            tasks.append(task);
+            task->loadDateTime();
+            task->loadAlarms();
+            task->loadRepetitions();
+            if (tasksLayout) {
+                task->display(tasksLayout);
+            }
+        }
+    }
+    sortTasks();
+    redisplayTasks();
+}
+
+void TaskManager::sortTasks() {
+    std::sort(tasks.begin(), tasks.end(), TaskLess());
+}
+
+void TaskManager::redisplayTasks() {
+    if (!tasksLayout) {
+        return;
+    }
+    while (QLayoutItem* item = tasksLayout->takeAt(0)) {
+        delete item;
+    }
+    for (Task* task : qAsConst(tasks)) {
+        task->display(tasksLayout);
+    }
+}
+
+void TaskManager::setSelectedTask(Task* task) {
+    if (selectedTask != task) {
+        if (selectedTask) {
+            selectedTask->setSelected(false);
+            selectedTask = nullptr;
+            Q_EMIT taskLostFocus();
+        }
+        selectedTask = task;
+        task->setSelected(true);
+        Q_EMIT taskGainedFocus();
+    } else {
+        task->setSelected(false);
+        selectedTask = nullptr;
+        Q_EMIT taskLostFocus();
+    }
+}
+
+void TaskManager::saveTaskActivationState(Task& task) {
+    // The result is not checked: memory, daemon and grid follow the new state anyway.
+    if (task.type() == Task::D) {
+        run(QStringLiteral("UPDATE tasks SET active = '%1' WHERE id = %2")
+                .arg(task.active() ? 1 : 0)
+                .arg(task.id()));
+    } else {
+        run(QStringLiteral("UPDATE tasks SET active = '%1', date = '%2', time = '%3' WHERE id = %4")
+                .arg(task.active() ? 1 : 0)
+                .arg(task.date().toString(QStringLiteral("yyyy-MM-dd")))
+                .arg(task.time().toString(QStringLiteral("HH:mm")))
+                .arg(task.id()));
+    }
+    alarmManager.setAlarms(task);
+    sortTasks();
+    redisplayTasks();
+}
+
+void TaskManager::addTask(Task& task) {
+    task.insertCoreDataToDatabase();
+    task.insertAlarmsDataToDatabase();
+    task.insertRepetitionDataToDatabase();
+    saveTaskActivationState(task);
+    tasks.append(&task);
+    if (tasksLayout) {
+        task.display(tasksLayout);
+        showTaskSaved();
+    }
+    sortTasks();
+    redisplayTasks();
+}
+
+void TaskManager::saveSelectedTaskChanges(Task& edited) {
+    if (!selectedTask) {
+        return;
+    }
+    selectedTask->updateCoreDataInDatabase(edited);
+    selectedTask->updateAlarmsDataInDatabase(edited);
+    selectedTask->updateRepetitionDataInDatabase(edited);
+    selectedTask->setName(edited.name());
+    // What the database holds, not a copy of the editor's object, is what the task becomes.
+    selectedTask->loadDateTime();
+    selectedTask->loadAlarms();
+    selectedTask->loadRepetitions();
+    selectedTask->updateDisplay();
+    alarmManager.setAlarms(*selectedTask);
+    sortTasks();
+    redisplayTasks();
+    if (tasksLayout) {
+        showTaskSaved();
+    }
+}
+
+void TaskManager::handleSettingsAction() {
+    if (selectedTask) {
+        Q_EMIT editTaskCalled();
+    } else {
+        Q_EMIT settingsCalled();
+    }
+}
+
+void TaskManager::handleTaskAction() {
+    if (!selectedTask) {
+        Q_EMIT newTaskCalled();
+        return;
+    }
+    const QMessageBox::StandardButton answer =
+        QMessageBox::question(nullptr, QStringLiteral("Delete task"),
+                              QStringLiteral("Are you sure you want to delete this task?"),
+                              QMessageBox::Yes | QMessageBox::No, QMessageBox::NoButton);
+    if (answer == QMessageBox::Yes) {
+        removeTask();
+    }
+}
+
+void TaskManager::removeTask() {
+    if (tasks.isEmpty() || !selectedTask) {
+        return;
+    }
+    // Events first, then rows, then memory: a failed DELETE leaves the task on screen.
+    alarmManager.deleteAlarms(*selectedTask);
+    const int id = selectedTask->id();
+    if (!run(QStringLiteral("DELETE FROM tasks WHERE id = %1").arg(id))) {
+        return;
+    }
+    if (!run(QStringLiteral("DELETE FROM alarms WHERE task_id = %1").arg(id))) {
+        return;
+    }
+    if (!run(QStringLiteral("DELETE FROM repetitions WHERE task_id = %1").arg(id))) {
+        return;
+    }
+    tasks.removeOne(selectedTask);
+    delete selectedTask;
+    selectedTask = nullptr;
+    Q_EMIT taskLostFocus();
+    if (tasksLayout) {
+        tasksLayout->invalidate();
+        redisplayTasks();
+    }
+    Q_EMIT taskRemoved();
+}
+
+void TaskManager::handleAlarmTriggeredForTask(int taskId, int alarmNo) {
+    Task* found = nullptr;
+    // No early exit: with duplicate ids the last one wins.
+    for (Task* task : qAsConst(tasks)) {
+        if (task->id() == taskId) {
+            found = task;
+        }
+    }
+    if (!found) {
+        return;
+    }
+    if (found->hasRepetition() && !found->hasTrivialRepetition()) {
+        alarmManager.setAlarms(*found);
+    }
+    alarmManager.setDummyUIAlarmForTask(*found, alarmNo);
+}
+
+void TaskManager::setAlarmsForTask(const Task& task) {
+    alarmManager.setAlarms(task);
+}

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <QObject>
+#include <QVector>
+
+#include "alarmmanager.h"
+#include "databasemanager.h"
+
+class QGridLayout;
+class Task;
+
+// Owns every task and carries out every change: database first, then the
+// alarm daemon, then the grid.
+class TaskManager : public QObject {
+    Q_OBJECT
+public:
+    explicit TaskManager(QObject* parent = nullptr);
+    ~TaskManager() override;
+
+    Task* focusedTask() const { return selectedTask; }
+    void setTasksLayout(QGridLayout* layout) { tasksLayout = layout; }
+    void loadTasks();
+    void setSelectedTask(Task* task);
+    void saveTaskActivationState(Task& task);
+    void addTask(Task& task);
+    void saveSelectedTaskChanges(Task& edited);
+    void removeTask();
+    void handleAlarmTriggeredForTask(int taskId, int alarmNo);
+    void setAlarmsForTask(const Task& task);
+
+    const QVector<Task*>& allTasks() const { return tasks; }
+
+Q_SIGNALS:
+    void editTaskCalled();
+    void newTaskCalled();
+    void settingsCalled();
+    void taskGainedFocus();
+    void taskLostFocus();
+    void taskRemoved();
+
+public Q_SLOTS:
+    void handleSettingsAction();
+    void handleTaskAction();
+    void redisplayTasks();
+    void sortTasks();
+
+private:
+    DatabaseManager databaseManager;
+    AlarmManager alarmManager;
+    QVector<Task*> tasks;
+    QGridLayout* tasksLayout;
+    Task* selectedTask;
+};

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QDateTime>
+#include <QObject>
+#include <QString>
+
+class Task;
+
+class Alarm : public QObject {
+    Q_OBJECT
+public:
+    // Fixed underlying type: a damaged row may hold any number, which must stay representable.
+    enum Unit : int { Minutes = 0, Hours = 1, Days = 2 };
+
+    Alarm(Task& task, bool isBefore, int units, Alarm::Unit unitType, const QString& description);
+
+    bool isBefore() const { return isBefore_; }
+    int units() const { return units_; }
+    Alarm::Unit unitType() const { return unitType_; }
+    QString description() const { return description_; }
+
+    QDateTime addAlarmOffset(const QDateTime& base) const;
+
+private:
+    bool isBefore_;
+    int units_;
+    Alarm::Unit unitType_;
+    QString description_;
+    Task& task;
+};

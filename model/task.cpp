@@ -1,0 +1,88 @@
+#include "task.h"
+
+#include <QGridLayout>
+
+#include "taskbutton.h"
+#include "taskmanager.h"
+
+Task::Task(TaskManager& manager, int id, const QString& name, bool active, Task::Type type,
+           QObject* parent)
+    : QObject(parent)
+    , button(new TaskButton(nullptr))
+    , manager(manager)
+    , id_(id)
+    , name_(name)
+    , active_(active)
+    , type_(type)
+    , repetition_(RepeatNever)
+    , repetitionStopNumber_(0)
+    , repeatIntervalNumber_(0)
+    , repeatIntervalType_(IntervalMinutes)
+    , monthlyRepeatType_(MonthlyByDayOfMonth) {
+    button->setText(name_);
+    button->setActivated(active_);
+    connect(button, &TaskButton::doubleClicked, this, &Task::changeActivationState);
+    connect(button, &TaskButton::clicked, this, &Task::processSelectionChanged);
+    // The grid's container takes the button as its child and may destroy it first at shutdown.
+    connect(button, &QObject::destroyed, this, [this] { button = nullptr; });
+    if (type_ == T) {
+        date_ = QDate::currentDate();
+        time_ = QTime::currentTime();
+    }
+}
+
+Task::~Task() {
+    // The alarms are our QObject children and go with the base destructor.
+    delete button;
+}
+
+void Task::addAlarm(bool isBefore, int units, Alarm::Unit unitType, const QString& description) {
+    alarms.append(new Alarm(*this, isBefore, units, unitType, description));
+}
+
+bool Task::hasRepetition() const {
+    return repetition_ != RepeatNever;
+}
+
+bool Task::hasTrivialRepetition() const {
+    if (!hasRepetition()) {
+        return false;
+    }
+    return repeatIntervalType_ == IntervalMinutes || repeatIntervalType_ == IntervalHours ||
+           repeatIntervalType_ == IntervalDays;
+}
+
+void Task::setSelected(bool selected) {
+    button->setSelected(selected, active_);
+}
+
+void Task::display(QGridLayout* grid) {
+    const int n = grid->count();
+    grid->addWidget(button, n / 2, n % 2);
+}
+
+void Task::updateDisplay() {
+    button->setText(name_);
+}
+
+void Task::processSelectionChanged() {
+    manager.setSelectedTask(this);
+}
+
+void Task::changeActivationState() {
+    active_ = !active_;
+    button->setActivated(active_);
+    // A T task stores the moment of its last toggle, also when switched off.
+    if (type_ == T) {
+        date_ = QDate::currentDate();
+        time_ = QTime::currentTime();
+    }
+    manager.saveTaskActivationState(*this);
+}
+
+bool Task::operator<(const Task& other) const {
+    if (active_ != other.active_) {
+        return active_;
+    }
+    return name_ < other.name_;
+}

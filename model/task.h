@@ -1,0 +1,106 @@
+#pragma once
+
+#include <QDate>
+#include <QDateTime>
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QTime>
+
+#include "alarm.h"
+
+class QGridLayout;
+class TaskButton;
+class TaskManager;
+
+// Stored as integers in the database and produced by the editors: keep the values.
+enum RepetitionKind { RepeatNever = 1, RepeatForever = 2, RepeatUntilDate = 3, RepeatXTimes = 4 };
+enum IntervalType {
+    IntervalMinutes = 0,
+    IntervalHours = 1,
+    IntervalDays = 2,
+    IntervalWeeks = 3,
+    IntervalMonths = 4,
+    IntervalYears = 5
+};
+enum MonthlyRepeatType { MonthlyByDayOfMonth = 1, MonthlyByDayOfWeek = 2 };
+
+class Task : public QObject {
+    Q_OBJECT
+public:
+    // Any stored number other than 1 counts as D, so every int must be representable.
+    enum Type : int { T = 1, D = 2 };
+
+    Task(TaskManager& manager, int id, const QString& name, bool active, Task::Type type,
+         QObject* parent = nullptr);
+    ~Task() override;
+
+    int id() const { return id_; }
+    QString name() const { return name_; }
+    bool active() const { return active_; }
+    Task::Type type() const { return type_; }
+    QDate date() const { return date_; }
+    QTime time() const { return time_; }
+    int repetition() const { return repetition_; }
+    int repetitionStopNumber() const { return repetitionStopNumber_; }
+    QDate repetitionStopDate() const { return repetitionStopDate_; }
+    int repeatIntervalNumber() const { return repeatIntervalNumber_; }
+    int repeatIntervalType() const { return repeatIntervalType_; }
+    int monthlyRepeatType() const { return monthlyRepeatType_; }
+    QList<int> weeklyRepeatDays() const { return weeklyRepeatDays_; }
+
+    void setId(int id) { id_ = id; }
+    void setName(const QString& name) { name_ = name; }
+    void setDate(const QDate& date) { date_ = date; }
+    void setTime(const QTime& time) { time_ = time; }
+
+    int noOfAlarms() const { return alarms.size(); }
+    Alarm* getAlarm(int index) const { return alarms.at(index); }
+    void addAlarm(bool isBefore, int units, Alarm::Unit unitType, const QString& description);
+
+    bool hasRepetition() const;
+    bool hasTrivialRepetition() const;
+
+    void setSelected(bool selected);
+    void display(QGridLayout* grid);
+    void updateDisplay();
+    TaskButton* taskButton() const { return button; }
+
+    bool operator<(const Task& other) const;
+
+    void insertCoreDataToDatabase();
+    void insertAlarmsDataToDatabase();
+    void insertRepetitionDataToDatabase();
+    void updateCoreDataInDatabase(const Task& edited);
+    void updateAlarmsDataInDatabase(const Task& edited);
+    void updateRepetitionDataInDatabase(const Task& edited);
+    void loadDateTime();
+    void loadAlarms();
+    void loadRepetitions();
+    void parseExtraDataAsWeekly(const QString& extra);
+    void parseExtraDataAsMonthly(const QString& extra);
+
+public Q_SLOTS:
+    void changeActivationState();
+    void processSelectionChanged();
+
+private:
+    QString repetitionExtraData() const;
+
+    TaskButton* button;
+    TaskManager& manager;
+    int id_;
+    QString name_;
+    bool active_;
+    Task::Type type_;
+    QDate date_;
+    QTime time_;
+    QList<Alarm*> alarms;
+    int repetition_;
+    int repetitionStopNumber_;
+    QDate repetitionStopDate_;
+    int repeatIntervalNumber_;
+    int repeatIntervalType_;
+    QList<int> weeklyRepeatDays_;
+    int monthlyRepeatType_;
+};

@@ -1,0 +1,7 @@
+#include "taskless.h"
+
+#include "task.h"
+
+bool TaskLess::operator()(const Task* a, const Task* b) const {
+    return *a < *b;
+}

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QWidget>
+
+class QLabel;
+
+// Transient, non-modal banner at the top of the active window (or the screen)
+// that never takes the focus and goes away by itself.
+class QMaemo5InformationBox : public QWidget {
+    Q_OBJECT
+public:
+    enum { DefaultTimeout = 3000, NoTimeout = 0 };
+
+    static void information(QWidget* parent, const QString& text, int timeout = DefaultTimeout);
+
+    QString text() const;
+
+private:
+    QMaemo5InformationBox(QWidget* anchor, const QString& text, int timeout);
+
+    QLabel* label;
+};

@@ -1,0 +1,43 @@
+#include "stackedwindow.h"
+
+#include <QEvent>
+#include <QWidget>
+
+namespace {
+const char* const kProperty = "maemo5StackedWindow";
+}
+
+StackedWindow::StackedWindow(QWidget* window)
+    : QObject(window) {
+    window->installEventFilter(this);
+}
+
+void StackedWindow::enable(QWidget* window) {
+    if (isEnabled(window)) {
+        return;
+    }
+    window->setProperty(kProperty, true);
+    if (window->parentWidget()) {
+        window->setWindowFlag(Qt::Window, true);
+        new StackedWindow(window);
+    }
+}
+
+bool StackedWindow::isEnabled(const QWidget* window) {
+    return window->property(kProperty).toBool();
+}
+
+bool StackedWindow::eventFilter(QObject* watched, QEvent* event) {
+    auto* window = static_cast<QWidget*>(watched);
+    QWidget* below = window->parentWidget() ? window->parentWidget()->window() : nullptr;
+    if (below) {
+        if (event->type() == QEvent::Show) {
+            window->setGeometry(below->geometry());
+        } else if (event->type() == QEvent::Close) {
+            below->show();
+            below->raise();
+            below->activateWindow();
+        }
+    }
+    return QObject::eventFilter(watched, event);
+}

@@ -1,0 +1,132 @@
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCall>
+#include <QDBusPendingReply>
+#include <QMetaMethod>
+
+#include "mainwindow.h"
+#include "pardotest.h"
+#include "taskmanager.h"
+#include "testdatabase.h"
+
+// The main window as a D-Bus object, in this process, on a private bus.
+class TestDBusObject : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
+    void metaObjectShape();
+    void topApplicationShowsAndRaises_data();
+    void topApplicationShowsAndRaises();
+    void alarmTriggeredRepliesZero_data();
+    void alarmTriggeredRepliesZero();
+
+private:
+    QDBusPendingCall callAsync(const QString& method, const QVariantList& args = {});
+
+    std::unique_ptr<TaskManager> manager;
+    std::unique_ptr<MainWindow> window;
+};
+
+void TestDBusObject::initTestCase() {
+    TestDatabase::freshHome(QStringLiteral("dbus"));
+    manager = std::make_unique<TaskManager>();
+    window = std::make_unique<MainWindow>(*manager);
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    QVERIFY(bus.isConnected());
+    QVERIFY(bus.registerService(QStringLiteral("org.velmar.pardoreminder")));
+    QVERIFY(bus.registerObject(QStringLiteral("/org/velmar/pardoreminder"), window.get(),
+                               QDBusConnection::ExportScriptableSlots));
+    QVERIFY(QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("caller"))
+                .isConnected());
+}
+
+void TestDBusObject::cleanupTestCase() {
+    QDBusConnection::sessionBus().unregisterObject(QStringLiteral("/org/velmar/pardoreminder"));
+    window.reset();
+    manager.reset();
+    TestDatabase::dropDefaultConnection();
+}
+
+QDBusPendingCall TestDBusObject::callAsync(const QString& method, const QVariantList& args) {
+    QDBusMessage message = QDBusMessage::createMethodCall(
+        QStringLiteral("org.velmar.pardoreminder"), QStringLiteral("/org/velmar/pardoreminder"),
+        QStringLiteral("org.velmar.pardoreminder"), method);
+    message.setArguments(args);
+    return QDBusConnection(QStringLiteral("caller")).asyncCall(message, 10000);
+}
+
+void TestDBusObject::metaObjectShape() {
+    const QMetaObject* meta = window->metaObject();
+    const int info = meta->indexOfClassInfo("D-Bus Interface");
+    QVERIFY(info >= 0);
+    QCOMPARE(QByteArray(meta->classInfo(info).value()), QByteArray("org.velmar.pardoreminder"));
+
+    // Our own slots, in declaration order, including the argument-less addTask().
+    QList<QByteArray> slots;
+    QList<bool> scriptable;
+    for (int i = meta->methodOffset(); i < meta->methodCount(); ++i) {
+        const QMetaMethod method = meta->method(i);
+        if (method.methodType() == QMetaMethod::Slot) {
+            slots << method.methodSignature();
+            scriptable << bool(method.attributes() & QMetaMethod::Scriptable);
+        }
+    }
+    QCOMPARE(slots,
+             (QList<QByteArray>{"top_application()", "alarm_triggered(int,int)", "addTask(QString)",
+                                "addTask()", "displaySettingsWindow()", "removeTask()"}));
+    QCOMPARE(scriptable, (QList<bool>{true, true, false, false, false, false}));
+    QCOMPARE(QByteArray(meta->method(meta->indexOfMethod("top_application()")).typeName()),
+             QByteArray("int"));
+}
+
+void TestDBusObject::topApplicationShowsAndRaises_data() {
+    QTest::addColumn<bool>("hideFirst");
+    QTest::newRow("hidden window") << true;
+    QTest::newRow("window behind another") << false;
+}
+
+void TestDBusObject::topApplicationShowsAndRaises() {
+    QFETCH(bool, hideFirst);
+    QWidget other;
+    if (hideFirst) {
+        window->hide();
+        QVERIFY(!window->isVisible());
+    } else {
+        window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+        other.show();
+        other.activateWindow();
+        QTRY_VERIFY(other.isActiveWindow());
+        QVERIFY(!window->isActiveWindow());
+    }
+    QDBusPendingCall pending = callAsync(QStringLiteral("top_application"));
+    QTRY_VERIFY(pending.isFinished());
+    QDBusPendingReply<int> reply = pending;
+    QVERIFY(reply.isValid());
+    QCOMPARE(reply.value(), 0);
+    QVERIFY(window->isVisible());
+    QTRY_VERIFY(window->isActiveWindow());
+}
+
+void TestDBusObject::alarmTriggeredRepliesZero_data() {
+    QTest::addColumn<int>("taskId");
+    QTest::addColumn<int>("alarmNo");
+    QTest::newRow("seed task") << 1 << 0;
+    QTest::newRow("alarm beyond the list") << 1 << 7;
+    QTest::newRow("unknown task") << 999 << 0;
+}
+
+void TestDBusObject::alarmTriggeredRepliesZero() {
+    QFETCH(int, taskId);
+    QFETCH(int, alarmNo);
+    QDBusPendingCall pending = callAsync(QStringLiteral("alarm_triggered"), {taskId, alarmNo});
+    QTRY_VERIFY(pending.isFinished());
+    QDBusPendingReply<int> reply = pending;
+    QVERIFY(reply.isValid());
+    QCOMPARE(reply.value(), 0);
+    QCOMPARE(manager->allTasks().size(), 1);
+}
+
+PARDO_DBUS_TEST_MAIN(TestDBusObject)
+#include "tst_dbusobject.moc"

@@ -1,0 +1,73 @@
+#include <QLabel>
+
+#include "pardotest.h"
+#include "qmaemo5informationbox.h"
+
+namespace {
+QList<QMaemo5InformationBox*> boxes() {
+    QList<QMaemo5InformationBox*> found;
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        if (auto* box = qobject_cast<QMaemo5InformationBox*>(widget); box && box->isVisible()) {
+            found << box;
+        }
+    }
+    return found;
+}
+} // namespace
+
+class TestInformationBox : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void showsTextAndGoesAway_data();
+    void showsTextAndGoesAway();
+    void doesNotTakeFocus();
+    void sitsAtTopOfActiveWindow();
+};
+
+void TestInformationBox::showsTextAndGoesAway_data() {
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("timeout");
+    QTest::newRow("task") << QStringLiteral("Task saved.") << 300;
+    QTest::newRow("settings") << QStringLiteral("Settings saved.") << 150;
+}
+
+void TestInformationBox::showsTextAndGoesAway() {
+    QFETCH(QString, text);
+    QFETCH(int, timeout);
+    QMaemo5InformationBox::information(nullptr, text, timeout);
+    QCOMPARE(boxes().size(), 1);
+    QCOMPARE(boxes().first()->text(), text);
+    QCOMPARE(boxes().first()->findChild<QLabel*>()->text(), text);
+    QTRY_VERIFY_WITH_TIMEOUT(boxes().isEmpty(), timeout + 2000);
+}
+
+void TestInformationBox::doesNotTakeFocus() {
+    QWidget window;
+    window.resize(400, 300);
+    window.show();
+    window.activateWindow();
+    QTRY_VERIFY(window.isActiveWindow());
+    QMaemo5InformationBox::information(nullptr, QStringLiteral("Task saved."), 200);
+    QCOMPARE(boxes().size(), 1);
+    QVERIFY(boxes().first()->testAttribute(Qt::WA_ShowWithoutActivating));
+    QTest::qWait(50);
+    QVERIFY(window.isActiveWindow());
+    QVERIFY(!boxes().first()->isModal());
+    QTRY_VERIFY(boxes().isEmpty());
+}
+
+void TestInformationBox::sitsAtTopOfActiveWindow() {
+    QWidget window;
+    window.setGeometry(100, 80, 500, 300);
+    window.show();
+    window.activateWindow();
+    QTRY_VERIFY(window.isActiveWindow());
+    QMaemo5InformationBox::information(nullptr, QStringLiteral("Task saved."), 200);
+    QMaemo5InformationBox* box = boxes().first();
+    QCOMPARE(box->geometry().topLeft(), window.geometry().topLeft());
+    QCOMPARE(box->width(), window.width());
+    QTRY_VERIFY(boxes().isEmpty());
+}
+
+PARDO_TEST_MAIN(TestInformationBox)
+#include "tst_informationbox.moc"

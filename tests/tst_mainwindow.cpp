@@ -1,0 +1,252 @@
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QSignalSpy>
+#include <QVBoxLayout>
+
+#include "actionbutton.h"
+#include "mainwindow.h"
+#include "pardotest.h"
+#include "stackedwindow.h"
+#include "task.h"
+#include "taskbutton.h"
+#include "taskmanager.h"
+#include "testdatabase.h"
+
+namespace {
+
+QImage iconOf(const QAbstractButton* button) {
+    return button->icon().pixmap(QSize(130, 130)).toImage().convertToFormat(QImage::Format_ARGB32);
+}
+
+QImage image(const char* name) {
+    return QImage(QStringLiteral(":/images/") + QLatin1String(name))
+        .convertToFormat(QImage::Format_ARGB32);
+}
+
+} // namespace
+
+class TestMainWindow : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void construction();
+    void emptyDatabaseShowsPrimaryIcons();
+    void tapSelectsAndSwitchesIcons();
+    void actionButtonsReachTheManager();
+    void doubleTapUnselectedInactive();
+    void doubleTapSelected();
+    void doubleTapAnotherWhileOneIsSelected();
+    void manyTasksScrollVertically();
+
+private:
+    void start(const QStringList& activeNames = {}, const QStringList& inactiveNames = {});
+    ActionButton* upper() const;
+    ActionButton* lower() const;
+    TaskButton* buttonOf(const QString& name) const;
+    Task* taskNamed(const QString& name) const;
+    void tap(const QString& name);
+    void doubleTap(const QString& name);
+
+    std::unique_ptr<TaskManager> manager;
+    std::unique_ptr<MainWindow> window;
+};
+
+void TestMainWindow::init() {
+    TestDatabase::freshHome(QString::fromLatin1(QTest::currentTestFunction()));
+}
+
+void TestMainWindow::cleanup() {
+    window.reset();
+    manager.reset();
+    TestDatabase::dropDefaultConnection();
+}
+
+void TestMainWindow::start(const QStringList& activeNames, const QStringList& inactiveNames) {
+    manager = std::make_unique<TaskManager>();
+    for (const QString& name : activeNames) {
+        TestDatabase::exec(
+            QStringLiteral("INSERT INTO tasks (name, active, type) VALUES ('%1', 1, 1)").arg(name));
+    }
+    for (const QString& name : inactiveNames) {
+        TestDatabase::exec(
+            QStringLiteral("INSERT INTO tasks (name, active, type) VALUES ('%1', 0, 1)").arg(name));
+    }
+    window = std::make_unique<MainWindow>(*manager);
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+}
+
+ActionButton* TestMainWindow::upper() const {
+    return window->findChildren<ActionButton*>().value(0);
+}
+
+ActionButton* TestMainWindow::lower() const {
+    return window->findChildren<ActionButton*>().value(1);
+}
+
+Task* TestMainWindow::taskNamed(const QString& name) const {
+    for (Task* task : manager->allTasks()) {
+        if (task->name() == name) {
+            return task;
+        }
+    }
+    return nullptr;
+}
+
+TaskButton* TestMainWindow::buttonOf(const QString& name) const {
+    return taskNamed(name)->taskButton();
+}
+
+void TestMainWindow::tap(const QString& name) {
+    QTest::mouseClick(buttonOf(name), Qt::LeftButton, {}, QPoint(150, 50));
+}
+
+void TestMainWindow::doubleTap(const QString& name) {
+    // Through the window, as the platform delivers a double tap.
+    TaskButton* button = buttonOf(name);
+    QTest::mouseDClick(window->windowHandle(), Qt::LeftButton, {},
+                       button->mapTo(window.get(), QPoint(150, 50)));
+}
+
+void TestMainWindow::construction() {
+    start();
+    QCOMPARE(window->windowTitle(), QStringLiteral("Pardo Reminder"));
+    QCOMPARE(window->size(), QSize(800, 480));
+    QVERIFY(StackedWindow::isEnabled(window.get()));
+
+    auto* row = qobject_cast<QHBoxLayout*>(window->centralWidget()->layout());
+    QVERIFY(row);
+    QCOMPARE(row->contentsMargins(), QMargins(0, 0, 0, 0));
+    QCOMPARE(row->spacing(), 0);
+    QCOMPARE(row->count(), 2);
+
+    auto* scroll = qobject_cast<QScrollArea*>(row->itemAt(0)->widget());
+    QVERIFY(scroll);
+    QVERIFY(scroll->widgetResizable());
+    QCOMPARE(scroll->frameStyle(), 0);
+    auto* grid = qobject_cast<QGridLayout*>(scroll->widget()->layout());
+    QVERIFY(grid);
+    QCOMPARE(grid->sizeConstraint(), QLayout::SetMinAndMaxSize);
+    QCOMPARE(grid->contentsMargins(), QMargins(12, 12, 0, 12));
+    QCOMPARE(grid->spacing(), 0);
+    QCOMPARE(grid->count(), 1);
+    QCOMPARE(grid->itemAt(0)->widget(), buttonOf(QStringLiteral("Initial")));
+
+    auto* column = qobject_cast<QVBoxLayout*>(row->itemAt(1)->layout());
+    QVERIFY(column);
+    QCOMPARE(column->contentsMargins(), QMargins(0, 0, 0, 0));
+    QCOMPARE(column->count(), 3);
+    QCOMPARE(column->itemAt(0)->widget(), upper());
+    QVERIFY(column->itemAt(1)->spacerItem());
+    QCOMPARE(column->itemAt(2)->widget(), lower());
+    // Upper button at the top, lower one at the bottom of the right-hand column.
+    QCOMPARE(upper()->geometry().top(), 0);
+    QCOMPARE(lower()->geometry().bottom(), window->centralWidget()->height() - 1);
+    QCOMPARE(upper()->geometry().right(), window->centralWidget()->width() - 1);
+}
+
+void TestMainWindow::emptyDatabaseShowsPrimaryIcons() {
+    manager = std::make_unique<TaskManager>();
+    QVERIFY(TestDatabase::exec(QStringLiteral("DELETE FROM tasks")));
+    window = std::make_unique<MainWindow>(*manager);
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    QCOMPARE(window->findChildren<TaskButton*>().size(), 0);
+    QCOMPARE(iconOf(upper()), image("icon_settings.png"));
+    QCOMPARE(iconOf(lower()), image("icon_newtask.png"));
+}
+
+void TestMainWindow::tapSelectsAndSwitchesIcons() {
+    start({QStringLiteral("Run")});
+    tap(QStringLiteral("Run"));
+    QCOMPARE(manager->focusedTask(), taskNamed(QStringLiteral("Run")));
+    QCOMPARE(iconOf(upper()), image("icon_edittask.png"));
+    QCOMPARE(iconOf(lower()), image("icon_deletetask.png"));
+    QVERIFY(buttonOf(QStringLiteral("Run"))
+                ->styleSheet()
+                .contains(QStringLiteral("border: 1px solid #f8e52d;")));
+    QVERIFY(buttonOf(QStringLiteral("Run"))->styleSheet().contains(QStringLiteral("#22c70d")));
+
+    tap(QStringLiteral("Run"));
+    QCOMPARE(manager->focusedTask(), nullptr);
+    QCOMPARE(iconOf(upper()), image("icon_settings.png"));
+    QCOMPARE(iconOf(lower()), image("icon_newtask.png"));
+    QVERIFY(buttonOf(QStringLiteral("Run"))
+                ->styleSheet()
+                .contains(QStringLiteral("border: 1px solid #199909;")));
+    QVERIFY(buttonOf(QStringLiteral("Initial"))
+                ->styleSheet()
+                .contains(QStringLiteral("border: 1px solid #333333;")));
+}
+
+void TestMainWindow::actionButtonsReachTheManager() {
+    start();
+    QSignalSpy settings(manager.get(), &TaskManager::settingsCalled);
+    QSignalSpy edit(manager.get(), &TaskManager::editTaskCalled);
+    QSignalSpy newTask(manager.get(), &TaskManager::newTaskCalled);
+    QTest::mouseClick(upper(), Qt::LeftButton);
+    QTest::mouseClick(lower(), Qt::LeftButton);
+    QCOMPARE(settings.count(), 1);
+    QCOMPARE(newTask.count(), 1);
+    tap(QStringLiteral("Initial"));
+    QTest::mouseClick(upper(), Qt::LeftButton);
+    QCOMPARE(edit.count(), 1);
+    QCOMPARE(settings.count(), 1);
+}
+
+void TestMainWindow::doubleTapUnselectedInactive() {
+    start({}, {QStringLiteral("Nap")});
+    doubleTap(QStringLiteral("Nap"));
+    QVERIFY(taskNamed(QStringLiteral("Nap"))->active());
+    QCOMPARE(manager->focusedTask(), nullptr);
+    const QString sheet = buttonOf(QStringLiteral("Nap"))->styleSheet();
+    QVERIFY(sheet.contains(QStringLiteral("border: 1px solid #199909;")));
+    QVERIFY(sheet.contains(QStringLiteral("#22c70d")));
+    QCOMPARE(iconOf(upper()), image("icon_settings.png"));
+}
+
+void TestMainWindow::doubleTapSelected() {
+    start({QStringLiteral("Gym")});
+    tap(QStringLiteral("Gym"));
+    doubleTap(QStringLiteral("Gym"));
+    QVERIFY(!taskNamed(QStringLiteral("Gym"))->active());
+    QCOMPARE(manager->focusedTask(), taskNamed(QStringLiteral("Gym")));
+    const QString sheet = buttonOf(QStringLiteral("Gym"))->styleSheet();
+    QVERIFY(sheet.contains(QStringLiteral("border: 1px solid #f8e52d;")));
+    QVERIFY(sheet.contains(QStringLiteral("#444444")));
+    QCOMPARE(iconOf(lower()), image("icon_deletetask.png"));
+}
+
+void TestMainWindow::doubleTapAnotherWhileOneIsSelected() {
+    start({QStringLiteral("A"), QStringLiteral("B")});
+    tap(QStringLiteral("B"));
+    doubleTap(QStringLiteral("A"));
+    QVERIFY(!taskNamed(QStringLiteral("A"))->active());
+    QVERIFY(taskNamed(QStringLiteral("B"))->active());
+    QCOMPARE(manager->focusedTask(), nullptr);
+    QCOMPARE(iconOf(upper()), image("icon_settings.png"));
+    QCOMPARE(iconOf(lower()), image("icon_newtask.png"));
+    for (const QString& name : {QStringLiteral("A"), QStringLiteral("B")}) {
+        QVERIFY(!buttonOf(name)->styleSheet().contains(QStringLiteral("#f8e52d")));
+    }
+}
+
+void TestMainWindow::manyTasksScrollVertically() {
+    QStringList names;
+    for (int i = 0; i < 12; ++i) {
+        names << QStringLiteral("Task %1").arg(i, 2, 10, QLatin1Char('0'));
+    }
+    start(names);
+    auto* scroll = window->findChild<QScrollArea*>();
+    QTRY_VERIFY(scroll->verticalScrollBar()->maximum() > 0);
+    QCOMPARE(scroll->horizontalScrollBar()->maximum(), 0);
+    // The action column stays where it was.
+    QCOMPARE(upper()->geometry().top(), 0);
+    QCOMPARE(lower()->geometry().bottom(), window->centralWidget()->height() - 1);
+}
+
+PARDO_TEST_MAIN(TestMainWindow)
+#include "tst_mainwindow.moc"

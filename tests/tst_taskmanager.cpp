@@ -1,0 +1,531 @@
+#include <QGridLayout>
+#include <QSignalSpy>
+#include <QWidget>
+
+#include "modalanswerer.h"
+#include "pardotest.h"
+#include "qmaemo5informationbox.h"
+#include "task.h"
+#include "taskbutton.h"
+#include "taskmanager.h"
+#include "testdatabase.h"
+
+namespace {
+
+int savedNotes() {
+    int count = 0;
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        auto* box = qobject_cast<QMaemo5InformationBox*>(widget);
+        if (box && box->isVisible() && box->text() == QLatin1String("Task saved.")) {
+            ++count;
+        }
+    }
+    return count;
+}
+
+void closeNotes() {
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        if (qobject_cast<QMaemo5InformationBox*>(widget)) {
+            widget->close();
+        }
+    }
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+QStringList namesInOrder(const TaskManager& manager) {
+    QStringList names;
+    for (const Task* task : manager.allTasks()) {
+        names << task->name();
+    }
+    return names;
+}
+
+} // namespace
+
+class TestTaskManager : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void loadsSeedTask();
+    void emptyDatabaseGivesEmptyGrid();
+    void failingSelectLoadsNothing();
+    void fiveTasksFillThreeRows();
+    void selectionSignalOrder();
+    void settingsActionFollowsSelection();
+    void toggleMovesBetweenGroups();
+    void toggleStatements_data();
+    void toggleStatements();
+    void failedToggleUpdateIsUnnoticed();
+    void addTaskStoresAndShowsOnce_data();
+    void addTaskStoresAndShowsOnce();
+    void editReReadsFromDatabase();
+    void editWithoutSelectionDoesNothing();
+    void newTaskWithoutSelectionAsksNothing();
+    void deleteAnsweredNoChangesNothing();
+    void deleteAnsweredYesRemoves();
+    void removalStopsAtFailedDelete_data();
+    void removalStopsAtFailedDelete();
+    void alarmCallbackForUnknownTask();
+
+private:
+    void startManager();
+    int insertTask(const QString& name, bool active, int type);
+    QPair<int, int> gridPosition(const Task* task) const;
+    Task* taskNamed(const QString& name) const;
+
+    std::unique_ptr<QWidget> container;
+    QGridLayout* grid = nullptr;
+    std::unique_ptr<TaskManager> manager;
+};
+
+void TestTaskManager::init() {
+    TestDatabase::freshHome(QString::fromLatin1(QTest::currentTestFunction()) +
+                            QString::fromLatin1(QTest::currentDataTag()));
+}
+
+void TestTaskManager::startManager() {
+    if (!manager) {
+        manager = std::make_unique<TaskManager>();
+    }
+    container = std::make_unique<QWidget>();
+    grid = new QGridLayout(container.get());
+    manager->setTasksLayout(grid);
+    manager->loadTasks();
+}
+
+void TestTaskManager::cleanup() {
+    closeNotes();
+    container.reset();
+    manager.reset();
+    TestDatabase::dropDefaultConnection();
+}
+
+int TestTaskManager::insertTask(const QString& name, bool active, int type) {
+    if (!manager) {
+        // Opening creates the file with its seed; the tasks go in before loading.
+        manager = std::make_unique<TaskManager>();
+    }
+    TestDatabase::exec(QStringLiteral("INSERT INTO tasks (name, active, type, date, time) VALUES "
+                                      "('%1', %2, %3, '2026-05-01', '10:00')")
+                           .arg(name)
+                           .arg(active ? 1 : 0)
+                           .arg(type));
+    return TestDatabase::rows(QStringLiteral("SELECT max(id) FROM tasks")).at(0).at(0).toInt();
+}
+
+QPair<int, int> TestTaskManager::gridPosition(const Task* task) const {
+    int row = -1, column = -1, rowSpan = 0, columnSpan = 0;
+    const int index = grid->indexOf(task->taskButton());
+    if (index < 0) {
+        return {-1, -1};
+    }
+    grid->getItemPosition(index, &row, &column, &rowSpan, &columnSpan);
+    return {row, column};
+}
+
+Task* TestTaskManager::taskNamed(const QString& name) const {
+    for (Task* task : manager->allTasks()) {
+        if (task->name() == name) {
+            return task;
+        }
+    }
+    return nullptr;
+}
+
+void TestTaskManager::loadsSeedTask() {
+    startManager();
+    QCOMPARE(manager->allTasks().size(), 1);
+    Task* seed = manager->allTasks().first();
+    QCOMPARE(seed->id(), 1);
+    QCOMPARE(seed->name(), QStringLiteral("Initial"));
+    QVERIFY(!seed->active());
+    QCOMPARE(seed->type(), Task::T);
+    QCOMPARE(seed->noOfAlarms(), 1);
+    QCOMPARE(seed->date(), QDate::currentDate());
+    QCOMPARE(gridPosition(seed), qMakePair(0, 0));
+    QCOMPARE(manager->focusedTask(), nullptr);
+}
+
+void TestTaskManager::emptyDatabaseGivesEmptyGrid() {
+    manager = std::make_unique<TaskManager>();
+    QVERIFY(TestDatabase::exec(QStringLiteral("DELETE FROM tasks")));
+    startManager();
+    QVERIFY(manager->allTasks().isEmpty());
+    QCOMPARE(grid->count(), 0);
+}
+
+void TestTaskManager::failingSelectLoadsNothing() {
+    // A tasks table without a type column passes the opening check but not the load.
+    const QString path =
+        TestEnvironment::current()->home() + QStringLiteral("/pardoreminder.db.sqlite");
+    QVERIFY(TestDatabase::prepareFile(
+        path,
+        {QStringLiteral("CREATE TABLE tasks (id INTEGER PRIMARY KEY, name TEXT, active INTEGER)"),
+         QStringLiteral("INSERT INTO tasks VALUES (1, 'Lost', 1)")}));
+    startManager();
+    QVERIFY(manager->allTasks().isEmpty());
+    QCOMPARE(grid->count(), 0);
+}
+
+void TestTaskManager::fiveTasksFillThreeRows() {
+    insertTask(QStringLiteral("eve"), false, 2);
+    insertTask(QStringLiteral("bob"), true, 2);
+    insertTask(QStringLiteral("Dan"), false, 2);
+    insertTask(QStringLiteral("amy"), true, 1);
+    TestDatabase::exec(QStringLiteral("DELETE FROM tasks WHERE id = 1"));
+    insertTask(QStringLiteral("cat"), true, 2);
+    startManager();
+    // Active first, then by plain string order (upper case before lower case).
+    QCOMPARE(namesInOrder(*manager),
+             (QStringList{QStringLiteral("amy"), QStringLiteral("bob"), QStringLiteral("cat"),
+                          QStringLiteral("Dan"), QStringLiteral("eve")}));
+    const QVector<QPair<int, int>> expected{{0, 0}, {0, 1}, {1, 0}, {1, 1}, {2, 0}};
+    for (int i = 0; i < 5; ++i) {
+        QCOMPARE(gridPosition(manager->allTasks().at(i)), expected.at(i));
+    }
+    QCOMPARE(grid->count(), 5);
+}
+
+void TestTaskManager::selectionSignalOrder() {
+    insertTask(QStringLiteral("A"), true, 2);
+    insertTask(QStringLiteral("B"), true, 2);
+    startManager();
+    Task* a = taskNamed(QStringLiteral("A"));
+    Task* b = taskNamed(QStringLiteral("B"));
+    QStringList order;
+    connect(manager.get(), &TaskManager::taskGainedFocus, this,
+            [&order] { order << QStringLiteral("gained"); });
+    connect(manager.get(), &TaskManager::taskLostFocus, this,
+            [&order] { order << QStringLiteral("lost"); });
+    QSignalSpy gained(manager.get(), &TaskManager::taskGainedFocus);
+
+    a->processSelectionChanged();
+    QCOMPARE(order, QStringList{QStringLiteral("gained")});
+    QCOMPARE(manager->focusedTask(), a);
+    QVERIFY(a->taskButton()->styleSheet().contains(QStringLiteral("border: 1px solid #f8e52d;")));
+
+    order.clear();
+    b->processSelectionChanged();
+    QCOMPARE(order, (QStringList{QStringLiteral("lost"), QStringLiteral("gained")}));
+    QCOMPARE(manager->focusedTask(), b);
+    QVERIFY(a->taskButton()->styleSheet().contains(QStringLiteral("border: 1px solid #199909;")));
+
+    order.clear();
+    b->processSelectionChanged();
+    QCOMPARE(order, QStringList{QStringLiteral("lost")});
+    QCOMPARE(manager->focusedTask(), nullptr);
+    QVERIFY(b->taskButton()->styleSheet().contains(QStringLiteral("border: 1px solid #199909;")));
+    QCOMPARE(gained.count(), 2);
+}
+
+void TestTaskManager::settingsActionFollowsSelection() {
+    startManager();
+    QSignalSpy settings(manager.get(), &TaskManager::settingsCalled);
+    QSignalSpy edit(manager.get(), &TaskManager::editTaskCalled);
+    manager->handleSettingsAction();
+    QCOMPARE(settings.count(), 1);
+    QCOMPARE(edit.count(), 0);
+    manager->allTasks().first()->processSelectionChanged();
+    manager->handleSettingsAction();
+    QCOMPARE(settings.count(), 1);
+    QCOMPARE(edit.count(), 1);
+}
+
+void TestTaskManager::toggleMovesBetweenGroups() {
+    insertTask(QStringLiteral("Alpha"), true, 2);
+    insertTask(QStringLiteral("Beta"), true, 2);
+    startManager();
+    Task* alpha = taskNamed(QStringLiteral("Alpha"));
+    QCOMPARE(gridPosition(alpha), qMakePair(0, 0));
+    alpha->changeActivationState();
+    QVERIFY(!alpha->active());
+    // Beta, then the inactive group: Alpha before Initial.
+    QCOMPARE(namesInOrder(*manager), (QStringList{QStringLiteral("Beta"), QStringLiteral("Alpha"),
+                                                  QStringLiteral("Initial")}));
+    QCOMPARE(gridPosition(alpha), qMakePair(0, 1));
+    QCOMPARE(savedNotes(), 0);
+    const auto row = TestDatabase::rows(
+        QStringLiteral("SELECT active FROM tasks WHERE id = %1").arg(alpha->id()));
+    QCOMPARE(row.at(0).at(0).toBool(), false);
+}
+
+void TestTaskManager::toggleStatements_data() {
+    QTest::addColumn<int>("type");
+    QTest::addColumn<bool>("startActive");
+    QTest::newRow("D off") << 2 << true;
+    QTest::newRow("D on") << 2 << false;
+    QTest::newRow("T on") << 1 << false;
+    QTest::newRow("T off") << 1 << true;
+}
+
+void TestTaskManager::toggleStatements() {
+    QFETCH(int, type);
+    QFETCH(bool, startActive);
+    manager = std::make_unique<TaskManager>();
+    QVERIFY(TestDatabase::exec(
+        QStringLiteral(
+            "INSERT INTO tasks (id, name, active, type, date, time) VALUES (7, 'Seven', %1, %2, "
+            "'2020-01-01', '06:00')")
+            .arg(startActive ? QStringLiteral("'true'") : QStringLiteral("'false'"))
+            .arg(type)));
+    startManager();
+    Task* seven = taskNamed(QStringLiteral("Seven"));
+    QCOMPARE(seven->active(), startActive);
+    SqlTrace trace;
+    seven->changeActivationState();
+    const QString flag = startActive ? QStringLiteral("0") : QStringLiteral("1");
+    QCOMPARE(trace.statements().size(), 1);
+    if (type == 2) {
+        QCOMPARE(trace.statements().first(),
+                 QStringLiteral("UPDATE tasks SET active = '%1' WHERE id = 7").arg(flag));
+        QCOMPARE(seven->date(), QDate(2020, 1, 1));
+    } else {
+        QCOMPARE(
+            trace.statements().first(),
+            QStringLiteral("UPDATE tasks SET active = '%1', date = '%2', time = '%3' WHERE id = 7")
+                .arg(flag, seven->date().toString(QStringLiteral("yyyy-MM-dd")),
+                     seven->time().toString(QStringLiteral("HH:mm"))));
+        QCOMPARE(seven->date(), QDate::currentDate());
+    }
+    const auto row =
+        TestDatabase::rows(QStringLiteral("SELECT active, typeof(active) FROM tasks WHERE id = 7"));
+    QCOMPARE(row.at(0).at(0).toBool(), !startActive);
+    QCOMPARE(row.at(0).at(1).toString(), QStringLiteral("integer"));
+}
+
+void TestTaskManager::failedToggleUpdateIsUnnoticed() {
+    insertTask(QStringLiteral("Zed"), true, 2);
+    QVERIFY(TestDatabase::exec(QStringLiteral(
+        "CREATE TRIGGER frozen BEFORE UPDATE ON tasks BEGIN SELECT RAISE(FAIL, 'no'); END")));
+    startManager();
+    Task* zed = taskNamed(QStringLiteral("Zed"));
+    QCOMPARE(gridPosition(zed), qMakePair(0, 0));
+    zed->changeActivationState();
+    QVERIFY(!zed->active());
+    QCOMPARE(gridPosition(zed), qMakePair(0, 1));
+    QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT active FROM tasks WHERE name = 'Zed'"))
+                 .at(0)
+                 .at(0)
+                 .toInt(),
+             1);
+}
+
+void TestTaskManager::addTaskStoresAndShowsOnce_data() {
+    QTest::addColumn<int>("type");
+    QTest::newRow("T") << 1;
+    QTest::newRow("D") << 2;
+}
+
+void TestTaskManager::addTaskStoresAndShowsOnce() {
+    QFETCH(int, type);
+    startManager();
+    auto* task = new Task(*manager, 0, QStringLiteral("Added"), true, Task::Type(type));
+    if (type == 2) {
+        task->setDate(QDate(2026, 12, 24));
+        task->setTime(QTime(18, 0));
+    }
+    task->addAlarm(true, 15, Alarm::Minutes, QStringLiteral("go"));
+    SqlTrace trace;
+    manager->addTask(*task);
+    QCOMPARE(savedNotes(), 1);
+    QCOMPARE(task->id(), 2);
+    QVERIFY(manager->allTasks().contains(task));
+    QCOMPARE(namesInOrder(*manager),
+             (QStringList{QStringLiteral("Added"), QStringLiteral("Initial")}));
+    QCOMPARE(gridPosition(task), qMakePair(0, 0));
+    QCOMPARE(grid->count(), 2);
+
+    const QStringList ran = trace.statements();
+    QCOMPARE(ran.size(), type == 2 ? 4 : 3);
+    QVERIFY(ran.at(0).startsWith(QStringLiteral("INSERT INTO tasks")));
+    QVERIFY(ran.at(1).startsWith(QStringLiteral("INSERT INTO alarms")));
+    if (type == 2) {
+        QVERIFY(ran.at(2).startsWith(QStringLiteral("INSERT INTO repetitions")));
+        QCOMPARE(ran.at(3), QStringLiteral("UPDATE tasks SET active = '1' WHERE id = 2"));
+    } else {
+        QVERIFY(ran.at(2).startsWith(QStringLiteral("UPDATE tasks SET active = '1', date = '")));
+        // The creation moment, to the minute.
+        const auto row =
+            TestDatabase::rows(QStringLiteral("SELECT date, time FROM tasks WHERE id = 2"));
+        QCOMPARE(row.at(0).at(0).toString(), task->date().toString(QStringLiteral("yyyy-MM-dd")));
+        QCOMPARE(row.at(0).at(1).toString(), task->time().toString(QStringLiteral("HH:mm")));
+    }
+    const auto active = TestDatabase::rows(QStringLiteral("SELECT active FROM tasks WHERE id = 2"));
+    QCOMPARE(active.at(0).at(0).toInt(), 1);
+}
+
+void TestTaskManager::editReReadsFromDatabase() {
+    insertTask(QStringLiteral("Work"), true, 2);
+    startManager();
+    Task* work = taskNamed(QStringLiteral("Work"));
+    work->processSelectionChanged();
+    QCOMPARE(manager->focusedTask(), work);
+
+    Task edited(*manager, 0, QStringLiteral("Alpha work"), true, Task::D);
+    edited.setDate(QDate(2027, 1, 2));
+    edited.setTime(QTime(12, 30, 45));
+    edited.addAlarm(false, 1, Alarm::Hours, QStringLiteral("after"));
+    edited.addAlarm(true, 2, Alarm::Days, QString());
+    work->taskButton()->setSelected(true, true);
+    manager->saveSelectedTaskChanges(edited);
+
+    QCOMPARE(savedNotes(), 1);
+    QCOMPARE(work->name(), QStringLiteral("Alpha work"));
+    QCOMPARE(work->taskButton()->text(), QStringLiteral("Alpha work"));
+    QCOMPARE(work->date(), QDate(2027, 1, 2));
+    // What the database holds: the seconds are gone.
+    QCOMPARE(work->time(), QTime(12, 30));
+    QCOMPARE(work->noOfAlarms(), 2);
+    QCOMPARE(work->getAlarm(0)->description(), QStringLiteral("after"));
+    QVERIFY(work->getAlarm(1)->isBefore());
+    QVERIFY(work->active());
+    QCOMPARE(manager->focusedTask(), work);
+    QVERIFY(!manager->allTasks().contains(&edited));
+    QCOMPARE(gridPosition(work), qMakePair(0, 0));
+}
+
+void TestTaskManager::editWithoutSelectionDoesNothing() {
+    startManager();
+    Task edited(*manager, 0, QStringLiteral("Other"), true, Task::T);
+    SqlTrace trace;
+    manager->saveSelectedTaskChanges(edited);
+    QVERIFY(trace.statements().isEmpty());
+    QCOMPARE(savedNotes(), 0);
+    QCOMPARE(manager->allTasks().first()->name(), QStringLiteral("Initial"));
+}
+
+void TestTaskManager::newTaskWithoutSelectionAsksNothing() {
+    startManager();
+    QSignalSpy newTask(manager.get(), &TaskManager::newTaskCalled);
+    ModalAnswerer answerer(QMessageBox::Yes);
+    manager->handleTaskAction();
+    QCOMPARE(newTask.count(), 1);
+    QTest::qWait(50);
+    QVERIFY(answerer.seen().isEmpty());
+    QCOMPARE(manager->allTasks().size(), 1);
+}
+
+void TestTaskManager::deleteAnsweredNoChangesNothing() {
+    startManager();
+    Task* seed = manager->allTasks().first();
+    seed->processSelectionChanged();
+    QSignalSpy lost(manager.get(), &TaskManager::taskLostFocus);
+    QSignalSpy removed(manager.get(), &TaskManager::taskRemoved);
+    QSignalSpy newTask(manager.get(), &TaskManager::newTaskCalled);
+    ModalAnswerer answerer(QMessageBox::No);
+    SqlTrace trace;
+    manager->handleTaskAction();
+    QCOMPARE(answerer.seen().size(), 1);
+    const ModalAnswerer::Seen& box = answerer.seen().first();
+    QCOMPARE(box.title, QStringLiteral("Delete task"));
+    QCOMPARE(box.text, QStringLiteral("Are you sure you want to delete this task?"));
+    QCOMPARE(box.buttons, QMessageBox::Yes | QMessageBox::No);
+    QCOMPARE(box.defaultButton, QMessageBox::NoButton);
+    QCOMPARE(box.icon, QMessageBox::Question);
+    QVERIFY(!box.hasParent);
+
+    QVERIFY(trace.statements().isEmpty());
+    QCOMPARE(manager->allTasks().size(), 1);
+    QCOMPARE(manager->focusedTask(), seed);
+    QCOMPARE(lost.count(), 0);
+    QCOMPARE(removed.count(), 0);
+    QCOMPARE(newTask.count(), 0);
+}
+
+void TestTaskManager::deleteAnsweredYesRemoves() {
+    insertTask(QStringLiteral("Keep"), true, 2);
+    const int goneId = insertTask(QStringLiteral("Gone"), true, 2);
+    startManager();
+    Task* gone = taskNamed(QStringLiteral("Gone"));
+    QPointer<TaskButton> button = gone->taskButton();
+    gone->processSelectionChanged();
+    QStringList order;
+    connect(manager.get(), &TaskManager::taskLostFocus, this,
+            [&order] { order << QStringLiteral("lost"); });
+    connect(manager.get(), &TaskManager::taskRemoved, this,
+            [&order] { order << QStringLiteral("removed"); });
+    ModalAnswerer answerer(QMessageBox::Yes);
+    SqlTrace trace;
+    manager->handleTaskAction();
+    QCOMPARE(answerer.seen().size(), 1);
+    QCOMPARE(
+        trace.statements(),
+        (QStringList{QStringLiteral("DELETE FROM tasks WHERE id = %1").arg(goneId),
+                     QStringLiteral("DELETE FROM alarms WHERE task_id = %1").arg(goneId),
+                     QStringLiteral("DELETE FROM repetitions WHERE task_id = %1").arg(goneId)}));
+    QCOMPARE(order, (QStringList{QStringLiteral("lost"), QStringLiteral("removed")}));
+    QVERIFY(button.isNull());
+    QCOMPARE(namesInOrder(*manager),
+             (QStringList{QStringLiteral("Keep"), QStringLiteral("Initial")}));
+    QCOMPARE(manager->focusedTask(), nullptr);
+    QCOMPARE(grid->count(), 2);
+    QCOMPARE(gridPosition(taskNamed(QStringLiteral("Initial"))), qMakePair(0, 1));
+}
+
+void TestTaskManager::removalStopsAtFailedDelete_data() {
+    QTest::addColumn<QString>("table");
+    QTest::addColumn<int>("statementsRun");
+    QTest::newRow("tasks") << QStringLiteral("tasks") << 1;
+    QTest::newRow("alarms") << QStringLiteral("alarms") << 2;
+    QTest::newRow("repetitions") << QStringLiteral("repetitions") << 3;
+}
+
+void TestTaskManager::removalStopsAtFailedDelete() {
+    QFETCH(QString, table);
+    QFETCH(int, statementsRun);
+    const int id = insertTask(QStringLiteral("Stuck"), true, 2);
+    QVERIFY(TestDatabase::exec(
+        QStringLiteral("INSERT INTO alarms (task_id, is_before, units, unit_type, description) "
+                       "VALUES (%1, 0, 5, 0, '')")
+            .arg(id)));
+    QVERIFY(TestDatabase::exec(
+        QStringLiteral("INSERT INTO repetitions (task_id, repeat_type, repeat_units, "
+                       "repeat_stop_date, repeat_interval_type, repeat_interval_units, extra_data) "
+                       "VALUES (%1, 1, 0, '', 0, 0, '')")
+            .arg(id)));
+    QVERIFY(TestDatabase::exec(
+        QStringLiteral(
+            "CREATE TRIGGER keep BEFORE DELETE ON %1 BEGIN SELECT RAISE(FAIL, 'no'); END")
+            .arg(table)));
+    startManager();
+    Task* stuck = taskNamed(QStringLiteral("Stuck"));
+    stuck->processSelectionChanged();
+    QSignalSpy lost(manager.get(), &TaskManager::taskLostFocus);
+    QSignalSpy removed(manager.get(), &TaskManager::taskRemoved);
+    SqlTrace trace;
+    manager->removeTask();
+    QCOMPARE(trace.statements().size(), statementsRun);
+    QVERIFY(manager->allTasks().contains(stuck));
+    QCOMPARE(manager->focusedTask(), stuck);
+    QCOMPARE(lost.count(), 0);
+    QCOMPARE(removed.count(), 0);
+    QCOMPARE(gridPosition(stuck), qMakePair(0, 0));
+    const int taskRows =
+        TestDatabase::rows(QStringLiteral("SELECT count(*) FROM tasks WHERE id = %1").arg(id))
+            .at(0)
+            .at(0)
+            .toInt();
+    const int alarmRows =
+        TestDatabase::rows(QStringLiteral("SELECT count(*) FROM alarms WHERE task_id = %1").arg(id))
+            .at(0)
+            .at(0)
+            .toInt();
+    QCOMPARE(taskRows, table == QLatin1String("tasks") ? 1 : 0);
+    QCOMPARE(alarmRows, table == QLatin1String("repetitions") ? 0 : 1);
+}
+
+void TestTaskManager::alarmCallbackForUnknownTask() {
+    startManager();
+    Task* seed = manager->allTasks().first();
+    seed->processSelectionChanged();
+    SqlTrace trace;
+    manager->handleAlarmTriggeredForTask(4242, 0);
+    manager->handleAlarmTriggeredForTask(1, 99);
+    QVERIFY(trace.statements().isEmpty());
+    QCOMPARE(manager->focusedTask(), seed);
+    QVERIFY(!seed->active());
+}
+
+PARDO_TEST_MAIN(TestTaskManager)
+#include "tst_taskmanager.moc"
