@@ -5,11 +5,13 @@
 
 #include <cstdlib>
 
+#include "maemo5theme.h"
 #include "mainwindow.h"
 #include "taskmanager.h"
 
 int main(int argc, char* argv[]) {
     QApplication app(argc, argv);
+    Maemo5Theme::apply(app);
     TaskManager taskManager;
     MainWindow window(taskManager);
 

@@ -15,6 +15,7 @@
 
 #include <cstdio>
 
+#include "databasemanager.h"
 #include "mainwindow.h"
 #include "taskmanager.h"
 
@@ -26,31 +27,16 @@ long peakKiB() {
     return usage.ru_maxrss;
 }
 
-bool fillDatabase(const QString& path, int count) {
+// Creates the application's own schema, then adds `count` tasks in one transaction.
+bool fillDatabase(int count) {
     bool ok = true;
     {
-        QSqlDatabase db =
-            QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("fill"));
-        db.setDatabaseName(path);
-        ok = db.open();
-        const QStringList schema{
-            QStringLiteral("CREATE TABLE meta (id INTEGER PRIMARY KEY, name VARCHAR(30) NOT NULL, "
-                           "value TEXT NOT NULL)"),
-            QStringLiteral(
-                "CREATE TABLE tasks (id INTEGER PRIMARY KEY, name VARCHAR(50) NOT NULL, active "
-                "INTEGER NOT NULL, type INTEGER NOT NULL, date VARCHAR(10), time VARCHAR(8))"),
-            QStringLiteral("CREATE TABLE alarms (id INTEGER PRIMARY KEY, task_id INTEGER NOT NULL "
-                           "REFERENCES tasks(id), is_before INTEGER NOT NULL, units INTEGER NOT "
-                           "NULL, unit_type INTEGER NOT NULL, description TEXT)"),
-            QStringLiteral("CREATE TABLE repetitions (id INTEGER PRIMARY KEY, task_id INTEGER NOT "
-                           "NULL REFERENCES tasks(id), repeat_type INTEGER NOT NULL, repeat_units "
-                           "INTEGER, repeat_stop_date VARCHAR(10), repeat_interval_type INTEGER "
-                           "NOT NULL, repeat_interval_units INTEGER, extra_data TEXT)"),
-        };
+        DatabaseManager database;
+        ok = database.openDatabase();
+        QSqlDatabase db = QSqlDatabase::database();
         QSqlQuery query(db);
-        for (const QString& statement : schema) {
-            ok = ok && query.exec(statement);
-        }
+        ok = ok && query.exec(QStringLiteral("DELETE FROM tasks")) &&
+             query.exec(QStringLiteral("DELETE FROM alarms"));
         db.transaction();
         for (int i = 1; ok && i <= count; ++i) {
             const int type = i % 3 == 0 ? 1 : 2;
@@ -75,7 +61,7 @@ bool fillDatabase(const QString& path, int count) {
         db.commit();
         db.close();
     }
-    QSqlDatabase::removeDatabase(QStringLiteral("fill"));
+    QSqlDatabase::removeDatabase(QString::fromLatin1(QSqlDatabase::defaultConnection));
     return ok;
 }
 
@@ -83,7 +69,7 @@ bool fillDatabase(const QString& path, int count) {
 int runOnce(int count) {
     QTemporaryDir home;
     qputenv("HOME", home.path().toLocal8Bit());
-    if (!fillDatabase(home.path() + QStringLiteral("/pardoreminder.db.sqlite"), count)) {
+    if (!fillDatabase(count)) {
         std::fprintf(stderr, "could not fill the database\n");
         return 1;
     }

@@ -6,6 +6,7 @@
 #include <QVBoxLayout>
 
 #include "actionbutton.h"
+#include "maemo5theme.h"
 #include "mainwindow.h"
 #include "pardotest.h"
 #include "stackedwindow.h"
@@ -40,6 +41,7 @@ private Q_SLOTS:
     void doubleTapSelected();
     void doubleTapAnotherWhileOneIsSelected();
     void manyTasksScrollVertically();
+    void themeIsLightOnDark();
 
 private:
     void start(const QStringList& activeNames = {}, const QStringList& inactiveNames = {});
@@ -246,6 +248,17 @@ void TestMainWindow::manyTasksScrollVertically() {
     // The action column stays where it was.
     QCOMPARE(upper()->geometry().top(), 0);
     QCOMPARE(lower()->geometry().bottom(), window->centralWidget()->height() - 1);
+}
+
+void TestMainWindow::themeIsLightOnDark() {
+    const QPalette before = QApplication::palette();
+    Maemo5Theme::apply(*qApp);
+    const QPalette palette = QApplication::palette();
+    QVERIFY(palette.color(QPalette::Window).lightness() < 40);
+    QVERIFY(palette.color(QPalette::ButtonText).lightness() > 200);
+    QVERIFY(palette.color(QPalette::WindowText).lightness() > 200);
+    QCOMPARE(QApplication::font().pixelSize(), 20);
+    QApplication::setPalette(before);
 }
 
 PARDO_TEST_MAIN(TestMainWindow)
