@@ -9,7 +9,7 @@
 
 namespace {
 
-struct ImageSpec {
+struct ImageEntry {
     const char* name;
     int width;
     int height;
@@ -17,7 +17,7 @@ struct ImageSpec {
 };
 
 // Kept independent of the generator's own list on purpose: the two must agree.
-const ImageSpec kImages[] = {
+const ImageEntry kImages[] = {
     {"action_upper_right_button.png", 138, 138, "png"},
     {"action_upper_right_button_pressed.png", 138, 138, "png"},
     {"action_lower_right_button.png", 138, 138, "png"},
@@ -45,8 +45,8 @@ const ImageSpec kImages[] = {
 
 QStringList expectedNames() {
     QStringList names;
-    for (const ImageSpec& spec : kImages)
-        names << QString::fromLatin1(spec.name);
+    for (const ImageEntry& entry : kImages)
+        names << QString::fromLatin1(entry.name);
     names.sort();
     return names;
 }
@@ -99,8 +99,8 @@ void TestArtwork::resourceImage_data() {
     QTest::addColumn<int>("width");
     QTest::addColumn<int>("height");
     QTest::addColumn<QByteArray>("format");
-    for (const ImageSpec& spec : kImages)
-        QTest::newRow(spec.name) << spec.width << spec.height << QByteArray(spec.format);
+    for (const ImageEntry& entry : kImages)
+        QTest::newRow(entry.name) << entry.width << entry.height << QByteArray(entry.format);
 }
 
 void TestArtwork::resourceImage() {
@@ -134,8 +134,8 @@ void TestArtwork::generatorWritesExactlyTheTable() {
 
 void TestArtwork::generatedMatchesCommitted_data() {
     QTest::addColumn<QString>("name");
-    for (const ImageSpec& spec : kImages)
-        QTest::newRow(spec.name) << QString::fromLatin1(spec.name);
+    for (const ImageEntry& entry : kImages)
+        QTest::newRow(entry.name) << QString::fromLatin1(entry.name);
 }
 
 void TestArtwork::generatedMatchesCommitted() {
