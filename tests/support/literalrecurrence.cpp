@@ -1,0 +1,320 @@
+#include "literalrecurrence.h"
+
+#include <QtNumeric>
+
+#include <limits>
+
+#include "task.h"
+#include "util.h"
+
+namespace {
+
+// Occurrences in a row that are invalid moments after which a walk counts as stuck.
+constexpr int kInvalidRunLimit = 100;
+
+qint64 stepCount = 0;
+
+// Qt takes the offset of a repeated wall-clock hour from its last local
+// conversion; converting the day before first makes it the earlier moment.
+QDateTime local(const QDate& date, const QTime& time) {
+    if (date.isValid()) {
+        const QDateTime dayBefore(date.addDays(-1), time);
+        Q_UNUSED(dayBefore);
+    }
+    return QDateTime(date, time, Qt::LocalTime);
+}
+
+QDateTime startOf(const Task& task) {
+    return local(task.date(), task.time());
+}
+
+bool sameMoment(const QDateTime& a, const QDateTime& b) {
+    return b.isNull() || (a == b && a.date() == b.date() && a.time() == b.time());
+}
+
+bool hasValidWeekday(const Task& task) {
+    for (int day : task.weeklyRepeatDays()) {
+        if (day >= 1 && day <= 7) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Where the walk cannot advance at all, the start is its only occurrence.
+bool cannotAdvance(const Task& task) {
+    const int every = task.repeatIntervalNumber();
+    switch (task.repeatIntervalType()) {
+    case IntervalMinutes:
+    case IntervalHours:
+    case IntervalDays:
+        return every < 0 || !task.date().isValid();
+    case IntervalWeeks:
+        return every < 1 || !task.date().isValid() || !hasValidWeekday(task);
+    case IntervalMonths:
+    case IntervalYears:
+        return every < 1 || !task.date().isValid();
+    }
+    return false;
+}
+
+QDateTime weeklyStep(const Task& task, QDateTime cur) {
+    const qint64 every = task.repeatIntervalNumber();
+    const QList<int> days = task.weeklyRepeatDays();
+    ++stepCount;
+    cur = cur.addDays(1);
+    if (!cur.date().isValid()) {
+        return QDateTime();
+    }
+    if (cur.date().dayOfWeek() == 1) {
+        cur = cur.addDays(every * 7 - 7);
+    }
+    while (!days.contains(cur.date().dayOfWeek())) {
+        ++stepCount;
+        cur = cur.addDays(1);
+        if (!cur.date().isValid()) {
+            return QDateTime();
+        }
+        if (cur.date().dayOfWeek() == 1) {
+            cur = cur.addDays(every * 7 - 7);
+        }
+    }
+    return cur;
+}
+
+// while cur is not later than from: cur = step(cur), stopping where the walk stops moving.
+template <typename Step> bool catchUp(QDateTime& cur, const QDateTime& from, Step step) {
+    int invalidRun = cur.isValid() ? 0 : 1;
+    QDateTime runStart = cur;
+    while (!(from < cur)) {
+        ++stepCount;
+        const QDateTime next = step(cur);
+        if (sameMoment(cur, next)) {
+            return false;
+        }
+        if (next.isValid()) {
+            invalidRun = 0;
+        } else {
+            if (invalidRun == 0) {
+                runStart = next;
+            }
+            if (++invalidRun >= kInvalidRunLimit) {
+                cur = runStart;
+                return false;
+            }
+        }
+        cur = next;
+    }
+    return true;
+}
+
+bool fitsInt(qint64 value) {
+    return value >= std::numeric_limits<int>::min() && value <= std::numeric_limits<int>::max();
+}
+
+} // namespace
+
+namespace LiteralRecurrence {
+
+qint64 steps() {
+    return stepCount;
+}
+
+QDateTime nthRepetitionFromDateTime(const Task& task, const QDateTime& from, int n) {
+    if (task.repetition() == RepeatNever) {
+        return QDateTime();
+    }
+    const QDateTime start = startOf(task);
+    QDateTime cur = start;
+    if (n < 1) {
+        return start;
+    }
+    if (cannotAdvance(task)) {
+        return start;
+    }
+    const qint64 every = task.repeatIntervalNumber();
+    const qint64 more = qint64(n) - 1;
+    switch (task.repeatIntervalType()) {
+    case IntervalMinutes:
+    case IntervalHours:
+    case IntervalDays: {
+        const qint64 unit = task.repeatIntervalType() == IntervalMinutes ? 60
+                            : task.repeatIntervalType() == IntervalHours ? 3600
+                                                                         : 86400;
+        const qint64 s = every * unit;
+        if (s == 0) {
+            return start;
+        }
+        if (!catchUp(cur, from, [s](const QDateTime& c) { return c.addSecs(s); })) {
+            return cur;
+        }
+        if (task.repeatIntervalType() == IntervalDays) {
+            return cur.addDays(every * more);
+        }
+        qint64 seconds = 0;
+        if (qMulOverflow(more, every * unit, &seconds)) {
+            return QDateTime();
+        }
+        return cur.addSecs(seconds);
+    }
+    case IntervalYears:
+        if (!catchUp(cur, from, [every](const QDateTime& c) { return c.addYears(int(every)); })) {
+            return cur;
+        }
+        return fitsInt(every * more) ? cur.addYears(int(every * more)) : QDateTime();
+    case IntervalMonths:
+        if (task.monthlyRepeatType() == MonthlyByDayOfMonth) {
+            if (!catchUp(cur, from,
+                         [every](const QDateTime& c) { return c.addMonths(int(every)); })) {
+                return cur;
+            }
+            return fitsInt(every * more) ? cur.addMonths(int(every * more)) : QDateTime();
+        }
+        if (task.monthlyRepeatType() == MonthlyByDayOfWeek) {
+            const int k = Util::whichDayOfWeekInMonthIsDate(task.date());
+            const int w = task.date().dayOfWeek();
+            const QTime time = task.time();
+            if (!catchUp(cur, from, [&](const QDateTime& c) {
+                    const QDateTime m = c.addMonths(int(every));
+                    return QDateTime(Util::nthDayOfWeekInMonth(m.date(), k, w), time);
+                })) {
+                return cur;
+            }
+            if (!fitsInt(every * more)) {
+                return QDateTime();
+            }
+            const QDateTime m = cur.addMonths(int(every * more));
+            return QDateTime(Util::nthDayOfWeekInMonth(m.date(), k, w), time);
+        }
+        return start;
+    case IntervalWeeks:
+        if (!catchUp(cur, from, [&task](const QDateTime& c) { return weeklyStep(task, c); })) {
+            return cur;
+        }
+        for (qint64 i = 0; i < more; ++i) {
+            const QDateTime next = weeklyStep(task, cur);
+            if (sameMoment(cur, next)) {
+                return QDateTime();
+            }
+            cur = next;
+        }
+        return cur;
+    }
+    return start;
+}
+
+QDateTime nthRepetition(const Task& task, int n) {
+    return nthRepetitionFromDateTime(task, startOf(task), n);
+}
+
+QDateTime calculateEndDateTime(const Task& task) {
+    if (task.type() == Task::T) {
+        return QDateTime();
+    }
+    if (task.repetition() == RepeatUntilDate) {
+        return local(task.repetitionStopDate(), task.time());
+    }
+    const QDateTime start = startOf(task);
+    if (task.repetition() != RepeatXTimes) {
+        return start;
+    }
+    if (cannotAdvance(task)) {
+        return start;
+    }
+    const qint64 c = task.repetitionStopNumber();
+    const qint64 every = task.repeatIntervalNumber();
+    qint64 amount = 0;
+    switch (task.repeatIntervalType()) {
+    case IntervalMinutes:
+        if (qMulOverflow((c - 1) * every, qint64(60), &amount)) {
+            return QDateTime();
+        }
+        return start.addSecs(amount);
+    case IntervalHours:
+        if (qMulOverflow((c - 1) * every, qint64(3600), &amount)) {
+            return QDateTime();
+        }
+        return start.addSecs(amount);
+    case IntervalDays:
+        return start.addDays(every * (c - 1));
+    case IntervalYears:
+        return fitsInt(every * (c - 1)) ? start.addYears(int(every * (c - 1))) : QDateTime();
+    case IntervalWeeks: {
+        const QList<int> days = task.weeklyRepeatDays();
+        const qint64 d = days.size();
+        QDateTime cur = start;
+        while (!days.contains(cur.date().dayOfWeek())) {
+            cur = cur.addDays(1);
+        }
+        if (qMulOverflow((c - 1) / d, every * 7, &amount)) {
+            return QDateTime();
+        }
+        cur = cur.addDays(amount);
+        const qint64 r = (c - 1) % d;
+        if (r >= 1) {
+            for (qint64 i = 0; i < r && cur.date().isValid(); ++i) {
+                cur = weeklyStep(task, cur);
+            }
+        }
+        return cur;
+    }
+    case IntervalMonths:
+        if (task.monthlyRepeatType() == MonthlyByDayOfMonth) {
+            return fitsInt(every * (c - 1)) ? start.addMonths(int(every * (c - 1))) : QDateTime();
+        }
+        if (task.monthlyRepeatType() == MonthlyByDayOfWeek) {
+            if (!fitsInt(every * (c - 1))) {
+                return QDateTime();
+            }
+            const QDateTime cur = start.addMonths(int(every * (c - 1)));
+            return local(Util::nthDayOfWeekInMonth(cur.date(),
+                                                   Util::whichDayOfWeekInMonthIsDate(task.date()),
+                                                   task.date().dayOfWeek()),
+                         cur.time());
+        }
+        return start;
+    }
+    return start;
+}
+
+int getNumberOfRepetitionsFromDateTime(const Task& task, const QDateTime* from) {
+    if (task.repetition() == RepeatNever) {
+        return 0;
+    }
+    if (task.repetition() == RepeatForever) {
+        return -1;
+    }
+    const QDateTime f = from ? *from : startOf(task);
+    const QDateTime end = calculateEndDateTime(task);
+    if (end < f) {
+        return 0;
+    }
+    QDateTime previous = f;
+    for (int n = 1; n < std::numeric_limits<int>::max(); ++n) {
+        const QDateTime t = nthRepetitionFromDateTime(task, f, n);
+        if (t.isNull()) {
+            return n - 1;
+        }
+        // Stop where the occurrences stop moving on.
+        if (n == 1 ? !(f < t) : sameMoment(previous, t)) {
+            return n - 1;
+        }
+        if (!t.isValid()) {
+            int run = 1;
+            while (run < kInvalidRunLimit &&
+                   !nthRepetitionFromDateTime(task, f, n + run).isValid()) {
+                ++run;
+            }
+            if (run == kInvalidRunLimit) {
+                return n - 1;
+            }
+        }
+        if (end < t) {
+            return n - 1;
+        }
+        previous = t;
+    }
+    return std::numeric_limits<int>::max();
+}
+
+} // namespace LiteralRecurrence

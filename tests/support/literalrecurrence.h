@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QDateTime>
+
+class Task;
+
+// The occurrence walk written out step by step: every catch-up walks one
+// occurrence at a time from the start, and the count repeats the whole walk for
+// each occurrence it counts. Slow by design; it is the reference the
+// application's engine is checked against. It stops where a repetition cannot
+// advance exactly as the engine does, and resolves a repeated wall-clock hour
+// the same way, so that any other difference is the engine's.
+namespace LiteralRecurrence {
+
+QDateTime nthRepetitionFromDateTime(const Task& task, const QDateTime& from, int n);
+QDateTime nthRepetition(const Task& task, int n);
+QDateTime calculateEndDateTime(const Task& task);
+int getNumberOfRepetitionsFromDateTime(const Task& task, const QDateTime* from);
+
+// Walk steps taken so far in this process, so that generated cases can be kept affordable.
+qint64 steps();
+
+} // namespace LiteralRecurrence
