@@ -1,0 +1,55 @@
+#include "alarmdadaptor.h"
+
+#include <QDBusMessage>
+
+#include "alarmevent.h"
+#include "alarmqueue.h"
+#include "eventcodec.h"
+
+AlarmdAdaptor::AlarmdAdaptor(AlarmQueue& queue, QObject* parent)
+    : QObject(parent)
+    , queue_(queue) {
+    EventCodec::registerDBusTypes();
+}
+
+QString AlarmdAdaptor::caller() const {
+    return calledFromDBus() ? message().service() : QStringLiteral("this process");
+}
+
+qlonglong AlarmdAdaptor::add_event(const QVariantMap& event) {
+    QString refusal;
+    std::optional<AlarmEvent> decoded = EventCodec::fromDBus(event, &refusal);
+    const qint64 cookie = decoded ? queue_.add(*decoded, &refusal) : 0;
+    if (cookie == 0) {
+        // A refusal is answered with cookie 0 alone; the reason goes to the log.
+        qWarning("pardo-alarmd: refused an event from %s: %s", qPrintable(caller()),
+                 qPrintable(refusal));
+    }
+    return cookie;
+}
+
+QVariantMap AlarmdAdaptor::get_event(qlonglong cookie) {
+    const std::optional<AlarmEvent> event = queue_.event(cookie);
+    if (!event) {
+        if (calledFromDBus()) {
+            sendErrorReply(QStringLiteral("org.velmar.alarmd.Error.UnknownCookie"),
+                           QStringLiteral("No event has the cookie %1.").arg(cookie));
+        }
+        return QVariantMap();
+    }
+    return EventCodec::toDBus(*event);
+}
+
+bool AlarmdAdaptor::del_event(qlonglong cookie) {
+    return queue_.remove(cookie);
+}
+
+QList<qlonglong> AlarmdAdaptor::query_event(qlonglong first, qlonglong last, uint flagMask,
+                                            uint flags, const QString& appid) {
+    const QList<qint64> cookies = queue_.query(first, last, flagMask, flags, appid);
+    return QList<qlonglong>(cookies.cbegin(), cookies.cend());
+}
+
+bool AlarmdAdaptor::respond(qlonglong cookie, int actionIndex) {
+    return queue_.respond(cookie, actionIndex);
+}

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QDBusContext>
+#include <QList>
+#include <QObject>
+#include <QVariantMap>
+
+class AlarmQueue;
+
+// The daemon on the session bus: interface "org.velmar.alarmd" at "/org/velmar/alarmd".
+class AlarmdAdaptor : public QObject, protected QDBusContext {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.velmar.alarmd")
+public:
+    explicit AlarmdAdaptor(AlarmQueue& queue, QObject* parent = nullptr);
+
+public Q_SLOTS:
+    Q_SCRIPTABLE qlonglong add_event(const QVariantMap& event);
+    Q_SCRIPTABLE QVariantMap get_event(qlonglong cookie);
+    Q_SCRIPTABLE bool del_event(qlonglong cookie);
+    Q_SCRIPTABLE QList<qlonglong> query_event(qlonglong first, qlonglong last, uint flagMask,
+                                              uint flags, const QString& appid);
+    Q_SCRIPTABLE bool respond(qlonglong cookie, int actionIndex);
+
+private:
+    QString caller() const;
+
+    AlarmQueue& queue_;
+};

@@ -1,0 +1,575 @@
+#include "eventcodec.h"
+
+#include <QDBusArgument>
+#include <QDBusMetaType>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <limits>
+
+#include "alarmevent.h"
+
+namespace {
+
+// Bus type codes of the values an action argument or attribute may hold.
+struct TypeCode {
+    QMetaType::Type type;
+    QLatin1Char code;
+};
+
+const TypeCode typeCodes[] = {
+    {QMetaType::UChar, QLatin1Char('y')},    {QMetaType::Bool, QLatin1Char('b')},
+    {QMetaType::Short, QLatin1Char('n')},    {QMetaType::UShort, QLatin1Char('q')},
+    {QMetaType::Int, QLatin1Char('i')},      {QMetaType::UInt, QLatin1Char('u')},
+    {QMetaType::LongLong, QLatin1Char('x')}, {QMetaType::ULongLong, QLatin1Char('t')},
+    {QMetaType::Double, QLatin1Char('d')},   {QMetaType::QString, QLatin1Char('s')},
+};
+
+QChar codeOf(const QVariant& value) {
+    for (const TypeCode& entry : typeCodes) {
+        if (value.metaType().id() == entry.type) {
+            return entry.code;
+        }
+    }
+    return QChar();
+}
+
+std::optional<qint64> integer(const QVariant& value) {
+    switch (value.metaType().id()) {
+    case QMetaType::UChar:
+    case QMetaType::SChar:
+    case QMetaType::Char:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::Long:
+    case QMetaType::LongLong:
+        return value.toLongLong();
+    case QMetaType::ULong:
+    case QMetaType::ULongLong:
+        if (value.toULongLong() > quint64(std::numeric_limits<qint64>::max())) {
+            return std::nullopt;
+        }
+        return qint64(value.toULongLong());
+    default:
+        return std::nullopt;
+    }
+}
+
+template <typename T> bool readInteger(const QVariant& value, T* out) {
+    const std::optional<qint64> number = integer(value);
+    if (!number || *number < qint64(std::numeric_limits<T>::min()) ||
+        *number > qint64(std::numeric_limits<T>::max())) {
+        return false;
+    }
+    *out = T(*number);
+    return true;
+}
+
+bool readText(const QVariant& value, QString* out) {
+    if (value.metaType().id() != QMetaType::QString) {
+        return false;
+    }
+    *out = value.toString();
+    return true;
+}
+
+// A container value as the client sent it: demarshalled by Qt D-Bus into a
+// QDBusArgument, or already plain when the caller is in this process.
+bool readMap(const QVariant& value, QVariantMap* out) {
+    if (value.metaType() == QMetaType::fromType<QDBusArgument>()) {
+        const QDBusArgument argument = value.value<QDBusArgument>();
+        if (argument.currentSignature() != QLatin1String("a{sv}")) {
+            return false;
+        }
+        argument >> *out;
+        return true;
+    }
+    if (value.metaType().id() == QMetaType::QVariantMap) {
+        *out = value.toMap();
+        return true;
+    }
+    return false;
+}
+
+bool readList(const QVariant& value, QVariantList* out) {
+    if (value.metaType() == QMetaType::fromType<QDBusArgument>()) {
+        const QDBusArgument argument = value.value<QDBusArgument>();
+        if (argument.currentSignature() != QLatin1String("av")) {
+            return false;
+        }
+        argument >> *out;
+        return true;
+    }
+    if (value.metaType().id() == QMetaType::QVariantList) {
+        *out = value.toList();
+        return true;
+    }
+    return false;
+}
+
+bool readMapList(const QVariant& value, QList<QVariantMap>* out) {
+    if (value.metaType() == QMetaType::fromType<QDBusArgument>()) {
+        const QDBusArgument argument = value.value<QDBusArgument>();
+        if (argument.currentSignature() != QLatin1String("aa{sv}")) {
+            return false;
+        }
+        argument.beginArray();
+        while (!argument.atEnd()) {
+            QVariantMap map;
+            argument >> map;
+            out->append(map);
+        }
+        argument.endArray();
+        return true;
+    }
+    if (value.metaType() == QMetaType::fromType<QList<QVariantMap>>()) {
+        *out = value.value<QList<QVariantMap>>();
+        return true;
+    }
+    if (value.metaType().id() == QMetaType::QVariantList) {
+        for (const QVariant& item : value.toList()) {
+            if (item.metaType().id() != QMetaType::QVariantMap) {
+                return false;
+            }
+            out->append(item.toMap());
+        }
+        return true;
+    }
+    return false;
+}
+
+bool readIntList(const QVariant& value, QList<int>* out) {
+    if (value.metaType() == QMetaType::fromType<QDBusArgument>()) {
+        const QDBusArgument argument = value.value<QDBusArgument>();
+        if (argument.currentSignature() != QLatin1String("ai")) {
+            return false;
+        }
+        argument >> *out;
+        return true;
+    }
+    if (value.metaType() == QMetaType::fromType<QList<int>>()) {
+        *out = value.value<QList<int>>();
+        return true;
+    }
+    if (value.metaType().id() == QMetaType::QVariantList) {
+        for (const QVariant& item : value.toList()) {
+            int number = 0;
+            if (!readInteger(item, &number)) {
+                return false;
+            }
+            out->append(number);
+        }
+        return true;
+    }
+    return false;
+}
+
+QString wrongType(const QString& key, const char* expected) {
+    return QStringLiteral("\"%1\" must be %2").arg(key, QLatin1String(expected));
+}
+
+std::optional<AlarmAction> actionFromDBus(const QVariantMap& map, int index, QString* error) {
+    AlarmAction action;
+    struct Text {
+        const char* key;
+        QString AlarmAction::*field;
+    };
+    static const Text texts[] = {{"label", &AlarmAction::label},
+                                 {"exec_command", &AlarmAction::execCommand},
+                                 {"dbus_interface", &AlarmAction::dbusInterface},
+                                 {"dbus_service", &AlarmAction::dbusService},
+                                 {"dbus_path", &AlarmAction::dbusPath},
+                                 {"dbus_name", &AlarmAction::dbusName}};
+    const QString where = QStringLiteral("actions[%1].").arg(index);
+    for (auto it = map.cbegin(); it != map.cend(); ++it) {
+        const QString& key = it.key();
+        bool known = false;
+        for (const Text& text : texts) {
+            if (key == QLatin1String(text.key)) {
+                known = true;
+                if (!readText(it.value(), &(action.*text.field))) {
+                    *error = wrongType(where + key, "a string");
+                    return std::nullopt;
+                }
+            }
+        }
+        if (known) {
+            continue;
+        }
+        if (key == QLatin1String("flags")) {
+            if (!readInteger(it.value(), &action.flags)) {
+                *error = wrongType(where + key, "an unsigned 32-bit integer");
+                return std::nullopt;
+            }
+        } else if (key == QLatin1String("dbus_args")) {
+            QVariantList args;
+            if (!readList(it.value(), &args)) {
+                *error = wrongType(where + key, "an array of variants (av)");
+                return std::nullopt;
+            }
+            for (const QVariant& arg : args) {
+                if (codeOf(arg).isNull()) {
+                    *error = QStringLiteral("%1dbus_args holds a value of type %2; only basic "
+                                            "types (ybnqiuxtds) are supported")
+                                 .arg(where, QLatin1String(arg.typeName()));
+                    return std::nullopt;
+                }
+            }
+            action.dbusArgs = args;
+        } else {
+            *error = QStringLiteral("unknown key \"%1%2\"").arg(where, key);
+            return std::nullopt;
+        }
+    }
+    return action;
+}
+
+QVariantMap actionToDBus(const AlarmAction& action) {
+    QVariantMap map;
+    map.insert(QStringLiteral("flags"), uint(action.flags));
+    const auto text = [&map](const char* key, const QString& value) {
+        if (!value.isNull()) {
+            map.insert(QLatin1String(key), value);
+        }
+    };
+    text("label", action.label);
+    text("exec_command", action.execCommand);
+    text("dbus_interface", action.dbusInterface);
+    text("dbus_service", action.dbusService);
+    text("dbus_path", action.dbusPath);
+    text("dbus_name", action.dbusName);
+    map.insert(QStringLiteral("dbus_args"), action.dbusArgs);
+    return map;
+}
+
+// JSON ---------------------------------------------------------------------
+
+// Integers go as text so that 64-bit values survive JSON's doubles.
+QJsonObject typedToJson(const QVariant& value) {
+    const QChar code = codeOf(value);
+    QJsonObject object{{QStringLiteral("t"), QString(code)}};
+    switch (code.toLatin1()) {
+    case 'b':
+        object.insert(QStringLiteral("v"), value.toBool());
+        break;
+    case 'd':
+        object.insert(QStringLiteral("v"), value.toDouble());
+        break;
+    case 's':
+        object.insert(QStringLiteral("v"), value.toString());
+        break;
+    case 't':
+        object.insert(QStringLiteral("v"), QString::number(value.toULongLong()));
+        break;
+    default:
+        object.insert(QStringLiteral("v"), QString::number(value.toLongLong()));
+        break;
+    }
+    return object;
+}
+
+QVariant typedFromJson(const QJsonValue& json) {
+    const QJsonObject object = json.toObject();
+    const QString code = object.value(QStringLiteral("t")).toString();
+    const QJsonValue value = object.value(QStringLiteral("v"));
+    if (code.size() != 1) {
+        return QVariant();
+    }
+    const qlonglong number = value.toString().toLongLong();
+    switch (code.at(0).toLatin1()) {
+    case 'y':
+        return QVariant::fromValue(uchar(number));
+    case 'b':
+        return value.toBool();
+    case 'n':
+        return QVariant::fromValue(short(number));
+    case 'q':
+        return QVariant::fromValue(ushort(number));
+    case 'i':
+        return int(number);
+    case 'u':
+        return uint(number);
+    case 'x':
+        return number;
+    case 't':
+        return value.toString().toULongLong();
+    case 'd':
+        return value.toDouble();
+    case 's':
+        return value.toString();
+    default:
+        return QVariant();
+    }
+}
+
+void putText(QJsonObject& object, const char* key, const QString& value) {
+    if (!value.isNull()) {
+        object.insert(QLatin1String(key), value);
+    }
+}
+
+QString getText(const QJsonObject& object, const char* key) {
+    const QJsonValue value = object.value(QLatin1String(key));
+    return value.isString() ? value.toString() : QString();
+}
+
+qint64 getInteger(const QJsonObject& object, const char* key, qint64 fallback) {
+    const QJsonValue value = object.value(QLatin1String(key));
+    return value.isDouble() ? qint64(value.toDouble()) : fallback;
+}
+
+} // namespace
+
+std::optional<AlarmEvent> EventCodec::fromDBus(const QVariantMap& map, QString* error) {
+    QString ignored;
+    if (!error) {
+        error = &ignored;
+    }
+    AlarmEvent event;
+    struct Text {
+        const char* key;
+        QString AlarmEvent::*field;
+    };
+    static const Text texts[] = {
+        {"title", &AlarmEvent::title},       {"message", &AlarmEvent::message},
+        {"sound", &AlarmEvent::sound},       {"icon", &AlarmEvent::icon},
+        {"alarm_appid", &AlarmEvent::appId}, {"alarm_tz", &AlarmEvent::alarmTz}};
+    struct Wide {
+        const char* key;
+        qint64 AlarmEvent::*field;
+    };
+    static const Wide wides[] = {{"alarm_time", &AlarmEvent::alarmTime},
+                                 {"recur_secs", &AlarmEvent::recurSecs},
+                                 {"snooze_secs", &AlarmEvent::snoozeSecs},
+                                 {"snooze_total", &AlarmEvent::snoozeTotal}};
+    struct Narrow {
+        const char* key;
+        qint32 AlarmEvent::*field;
+    };
+    static const Narrow narrows[] = {{"recur_count", &AlarmEvent::recurCount},
+                                     {"response", &AlarmEvent::response}};
+
+    for (auto it = map.cbegin(); it != map.cend(); ++it) {
+        const QString& key = it.key();
+        const QVariant& value = it.value();
+        bool done = false;
+        for (const Text& text : texts) {
+            if (key == QLatin1String(text.key)) {
+                done = true;
+                if (!readText(value, &(event.*text.field))) {
+                    *error = wrongType(key, "a string");
+                    return std::nullopt;
+                }
+            }
+        }
+        for (const Wide& wide : wides) {
+            if (key == QLatin1String(wide.key)) {
+                done = true;
+                if (!readInteger(value, &(event.*wide.field))) {
+                    *error = wrongType(key, "an integer");
+                    return std::nullopt;
+                }
+            }
+        }
+        for (const Narrow& narrow : narrows) {
+            if (key == QLatin1String(narrow.key)) {
+                done = true;
+                if (!readInteger(value, &(event.*narrow.field))) {
+                    *error = wrongType(key, "a 32-bit integer");
+                    return std::nullopt;
+                }
+            }
+        }
+        if (done || key == QLatin1String("cookie") || key == QLatin1String("trigger")) {
+            continue;
+        }
+        if (key == QLatin1String("flags")) {
+            if (!readInteger(value, &event.flags)) {
+                *error = wrongType(key, "an unsigned 32-bit integer");
+                return std::nullopt;
+            }
+        } else if (key == QLatin1String("alarm_tm")) {
+            QList<int> fields;
+            if (!readIntList(value, &fields) || fields.size() != int(event.alarmTm.size())) {
+                *error = wrongType(key, "9 integers (ai: sec, min, hour, mday, mon, year, wday, "
+                                        "yday, isdst)");
+                return std::nullopt;
+            }
+            std::copy(fields.cbegin(), fields.cend(), event.alarmTm.begin());
+        } else if (key == QLatin1String("attrs")) {
+            QVariantMap attrs;
+            if (!readMap(value, &attrs)) {
+                *error = wrongType(key, "a dictionary (a{sv})");
+                return std::nullopt;
+            }
+            for (auto attr = attrs.cbegin(); attr != attrs.cend(); ++attr) {
+                const QChar code = codeOf(attr.value());
+                if (code.isNull() || code == QLatin1Char('b') || code == QLatin1Char('d')) {
+                    *error = QStringLiteral("attrs[\"%1\"] must be an integer or a string")
+                                 .arg(attr.key());
+                    return std::nullopt;
+                }
+            }
+            event.attrs = attrs;
+        } else if (key == QLatin1String("actions")) {
+            QList<QVariantMap> actions;
+            if (!readMapList(value, &actions)) {
+                *error = wrongType(key, "an array of dictionaries (aa{sv})");
+                return std::nullopt;
+            }
+            for (int i = 0; i < actions.size(); ++i) {
+                std::optional<AlarmAction> action = actionFromDBus(actions.at(i), i, error);
+                if (!action) {
+                    return std::nullopt;
+                }
+                event.actions.append(*action);
+            }
+        } else {
+            *error = QStringLiteral("unknown key \"%1\"").arg(key);
+            return std::nullopt;
+        }
+    }
+    return event;
+}
+
+QVariantMap EventCodec::toDBus(const AlarmEvent& event) {
+    QVariantMap map;
+    const auto text = [&map](const char* key, const QString& value) {
+        if (!value.isNull()) {
+            map.insert(QLatin1String(key), value);
+        }
+    };
+    map.insert(QStringLiteral("cookie"), qlonglong(event.cookie));
+    map.insert(QStringLiteral("trigger"), qlonglong(event.trigger));
+    text("title", event.title);
+    text("message", event.message);
+    text("sound", event.sound);
+    text("icon", event.icon);
+    map.insert(QStringLiteral("flags"), uint(event.flags));
+    text("alarm_appid", event.appId);
+    map.insert(QStringLiteral("alarm_time"), qlonglong(event.alarmTime));
+    map.insert(QStringLiteral("alarm_tm"),
+               QVariant::fromValue(QList<int>(event.alarmTm.cbegin(), event.alarmTm.cend())));
+    text("alarm_tz", event.alarmTz);
+    map.insert(QStringLiteral("recur_secs"), qlonglong(event.recurSecs));
+    map.insert(QStringLiteral("recur_count"), int(event.recurCount));
+    map.insert(QStringLiteral("snooze_secs"), qlonglong(event.snoozeSecs));
+    map.insert(QStringLiteral("snooze_total"), qlonglong(event.snoozeTotal));
+    map.insert(QStringLiteral("response"), int(event.response));
+    QList<QVariantMap> actions;
+    for (const AlarmAction& action : event.actions) {
+        actions.append(actionToDBus(action));
+    }
+    map.insert(QStringLiteral("actions"), QVariant::fromValue(actions));
+    map.insert(QStringLiteral("attrs"), event.attrs);
+    return map;
+}
+
+QByteArray EventCodec::toJson(const AlarmEvent& event) {
+    QJsonObject object;
+    putText(object, "title", event.title);
+    putText(object, "message", event.message);
+    putText(object, "sound", event.sound);
+    putText(object, "icon", event.icon);
+    object.insert(QStringLiteral("flags"), qint64(event.flags));
+    putText(object, "alarm_appid", event.appId);
+    object.insert(QStringLiteral("alarm_time"), event.alarmTime);
+    QJsonArray tm;
+    for (int field : event.alarmTm) {
+        tm.append(field);
+    }
+    object.insert(QStringLiteral("alarm_tm"), tm);
+    putText(object, "alarm_tz", event.alarmTz);
+    object.insert(QStringLiteral("recur_secs"), event.recurSecs);
+    object.insert(QStringLiteral("recur_count"), event.recurCount);
+    object.insert(QStringLiteral("snooze_secs"), event.snoozeSecs);
+    object.insert(QStringLiteral("snooze_total"), event.snoozeTotal);
+    object.insert(QStringLiteral("response"), event.response);
+    QJsonArray actions;
+    for (const AlarmAction& action : event.actions) {
+        QJsonObject item;
+        item.insert(QStringLiteral("flags"), qint64(action.flags));
+        putText(item, "label", action.label);
+        putText(item, "exec_command", action.execCommand);
+        putText(item, "dbus_interface", action.dbusInterface);
+        putText(item, "dbus_service", action.dbusService);
+        putText(item, "dbus_path", action.dbusPath);
+        putText(item, "dbus_name", action.dbusName);
+        QJsonArray args;
+        for (const QVariant& arg : action.dbusArgs) {
+            args.append(typedToJson(arg));
+        }
+        item.insert(QStringLiteral("dbus_args"), args);
+        actions.append(item);
+    }
+    object.insert(QStringLiteral("actions"), actions);
+    QJsonObject attrs;
+    for (auto it = event.attrs.cbegin(); it != event.attrs.cend(); ++it) {
+        attrs.insert(it.key(), typedToJson(it.value()));
+    }
+    object.insert(QStringLiteral("attrs"), attrs);
+    object.insert(QStringLiteral("trigger"), event.trigger);
+    object.insert(QStringLiteral("occurrence"), event.occurrence);
+    object.insert(QStringLiteral("snoozed"), event.snoozed);
+    putText(object, "wall_clock", event.wallClock);
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
+
+std::optional<AlarmEvent> EventCodec::fromJson(const QByteArray& json, qint64 cookie) {
+    QJsonParseError parseError;
+    const QJsonDocument document = QJsonDocument::fromJson(json, &parseError);
+    if (parseError.error != QJsonParseError::NoError || !document.isObject()) {
+        return std::nullopt;
+    }
+    const QJsonObject object = document.object();
+    AlarmEvent event;
+    event.cookie = cookie;
+    event.title = getText(object, "title");
+    event.message = getText(object, "message");
+    event.sound = getText(object, "sound");
+    event.icon = getText(object, "icon");
+    event.flags = quint32(getInteger(object, "flags", 0));
+    event.appId = getText(object, "alarm_appid");
+    event.alarmTime = getInteger(object, "alarm_time", -1);
+    const QJsonArray tm = object.value(QStringLiteral("alarm_tm")).toArray();
+    for (int i = 0; i < tm.size() && i < int(event.alarmTm.size()); ++i) {
+        event.alarmTm[size_t(i)] = tm.at(i).toInt();
+    }
+    event.alarmTz = getText(object, "alarm_tz");
+    event.recurSecs = getInteger(object, "recur_secs", 0);
+    event.recurCount = qint32(getInteger(object, "recur_count", 0));
+    event.snoozeSecs = getInteger(object, "snooze_secs", 0);
+    event.snoozeTotal = getInteger(object, "snooze_total", 0);
+    event.response = qint32(getInteger(object, "response", -1));
+    for (const QJsonValue& value : object.value(QStringLiteral("actions")).toArray()) {
+        const QJsonObject item = value.toObject();
+        AlarmAction action;
+        action.flags = quint32(getInteger(item, "flags", 0));
+        action.label = getText(item, "label");
+        action.execCommand = getText(item, "exec_command");
+        action.dbusInterface = getText(item, "dbus_interface");
+        action.dbusService = getText(item, "dbus_service");
+        action.dbusPath = getText(item, "dbus_path");
+        action.dbusName = getText(item, "dbus_name");
+        for (const QJsonValue& arg : item.value(QStringLiteral("dbus_args")).toArray()) {
+            action.dbusArgs.append(typedFromJson(arg));
+        }
+        event.actions.append(action);
+    }
+    const QJsonObject attrs = object.value(QStringLiteral("attrs")).toObject();
+    for (auto it = attrs.constBegin(); it != attrs.constEnd(); ++it) {
+        event.attrs.insert(it.key(), typedFromJson(it.value()));
+    }
+    event.trigger = getInteger(object, "trigger", 0);
+    event.occurrence = getInteger(object, "occurrence", event.trigger);
+    event.snoozed = object.value(QStringLiteral("snoozed")).toBool();
+    event.wallClock = getText(object, "wall_clock");
+    return event;
+}
+
+void EventCodec::registerDBusTypes() {
+    qDBusRegisterMetaType<QList<QVariantMap>>();
+}

@@ -1,0 +1,805 @@
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCall>
+#include <QSignalSpy>
+#include <QTimeZone>
+
+#include <alarmd/libalarm.h>
+
+#include <random>
+
+#include "alarmdaemon.h"
+#include "alarmdialog.h"
+#include "alarmevent.h"
+#include "alarmqueue.h"
+#include "busrecorder.h"
+#include "eventcodec.h"
+#include "manualclock.h"
+#include "pardotest.h"
+#include "silentsounddevice.h"
+
+Q_DECLARE_METATYPE(AlarmEvent)
+
+namespace {
+
+// Each test's callbacks go to a path of its own.
+QString recorderPath;
+
+// Saturday 30 March 2024, noon local time: Europe changes to summer time the
+// next night, America did three weeks before.
+qint64 startMoment() {
+    return QDateTime(QDate(2024, 3, 30), QTime(12, 0)).toSecsSinceEpoch();
+}
+
+qint64 localMoment(int year, int month, int day, int hour, int minute) {
+    return QDateTime(QDate(year, month, day), QTime(hour, minute)).toSecsSinceEpoch();
+}
+
+AlarmAction button(const QString& label, quint32 flags) {
+    AlarmAction action;
+    action.label = label;
+    action.flags = flags;
+    return action;
+}
+
+AlarmAction callback(quint32 flags, const QVariantList& args = {}) {
+    AlarmAction action;
+    action.flags = flags;
+    action.dbusService = QLatin1String(BusRecorder::service);
+    action.dbusPath = recorderPath;
+    action.dbusInterface = QLatin1String(BusRecorder::interfaceName);
+    action.dbusName = QStringLiteral("alarm_triggered");
+    action.dbusArgs = args;
+    return action;
+}
+
+AlarmEvent baseEvent(qint64 when) {
+    AlarmEvent event;
+    event.appId = QStringLiteral("test");
+    event.title = QStringLiteral("Test alarm");
+    event.message = QStringLiteral("Something to do");
+    event.alarmTime = when;
+    return event;
+}
+
+// Runs the recorder's method when due; no dialog.
+AlarmEvent callbackEvent(qint64 when) {
+    AlarmEvent event = baseEvent(when);
+    event.actions = {callback(ALARM_ACTION_TYPE_DBUS | ALARM_ACTION_WHEN_TRIGGERED,
+                              {QVariant(int(7)), QVariant(int(1))})};
+    return event;
+}
+
+// A dialog with "Stop" and "Snooze".
+AlarmEvent dialogEvent(qint64 when) {
+    AlarmEvent event = baseEvent(when);
+    event.actions = {
+        button(QStringLiteral("Stop"), ALARM_ACTION_WHEN_RESPONDED),
+        button(QStringLiteral("Snooze"), ALARM_ACTION_WHEN_RESPONDED | ALARM_ACTION_TYPE_SNOOZE)};
+    return event;
+}
+
+AlarmEvent::BrokenDownTime brokenDown(int year, int month, int day, int hour, int minute,
+                                      int second = 0, int isDst = -1) {
+    return {second, minute, hour, day, month - 1, year - 1900, -1, -1, isDst};
+}
+
+} // namespace
+
+class TestAlarmQueue : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
+    void init();
+    void cleanup();
+    void triggerFromAlarmTime();
+    void triggerFromBrokenDownTime_data();
+    void triggerFromBrokenDownTime();
+    void refusals_data();
+    void refusals();
+    void refusedDictionaries_data();
+    void refusedDictionaries();
+    void lessThanAMinuteLateTriggersAtOnce();
+    void triggeredActionsCallWithTheirArguments();
+    void sleepsUntilTheEarliestEvent();
+    void earlyWakeUpAsksAgain();
+    void recurrenceForever();
+    void recurrenceCount_data();
+    void recurrenceCount();
+    void recurringPastStartKeepsItsCount();
+    void snooze_data();
+    void snooze();
+    void missed_data();
+    void missed();
+    void deletingClosesItsDialog();
+    void severalDueEventsEachGetADialog();
+    void restartRestoresTheQueue();
+    void cookiesAreNeverReused();
+    void zoneChangeKeepsTheWallClockTime();
+    void queryFilters();
+
+private:
+    void startDaemon();
+    qint64 add(const AlarmEvent& event);
+    qint64 triggerOf(qint64 cookie) const;
+
+    std::unique_ptr<BusRecorder> recorder;
+    std::unique_ptr<ManualClock> clock;
+    std::unique_ptr<AlarmDaemon> daemon;
+    QString folder;
+    QByteArray zone;
+};
+
+void TestAlarmQueue::initTestCase() {
+    QVERIFY(SilentSoundDevice::install());
+    recorder = std::make_unique<BusRecorder>();
+    QVERIFY(recorder->isServing());
+}
+
+void TestAlarmQueue::cleanupTestCase() {
+    recorder.reset();
+}
+
+void TestAlarmQueue::init() {
+    zone = qgetenv("TZ");
+    folder = TestEnvironment::current()->root() + QStringLiteral("/queue-") +
+             QString::fromLatin1(QTest::currentTestFunction()) + QLatin1Char('-') +
+             QString::fromLatin1(QTest::currentDataTag());
+    QDir(folder).removeRecursively();
+    clock = std::make_unique<ManualClock>(startMoment());
+    static int run = 0;
+    recorderPath = QStringLiteral("%1/t%2").arg(QLatin1String(BusRecorder::path)).arg(++run);
+    startDaemon();
+}
+
+void TestAlarmQueue::cleanup() {
+    daemon.reset();
+    clock.reset();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    if (qgetenv("TZ") != zone) {
+        if (zone.isEmpty()) {
+            qunsetenv("TZ");
+        } else {
+            qputenv("TZ", zone);
+        }
+        tzset();
+    }
+}
+
+void TestAlarmQueue::startDaemon() {
+    daemon = std::make_unique<AlarmDaemon>(*clock, folder, QDBusConnection::sessionBus());
+    QString error;
+    QVERIFY2(daemon->start(&error), qPrintable(error));
+}
+
+qint64 TestAlarmQueue::add(const AlarmEvent& event) {
+    QString refusal;
+    const qint64 cookie = daemon->queue().add(event, &refusal);
+    if (cookie == 0) {
+        qWarning("refused: %s", qPrintable(refusal));
+    }
+    return cookie;
+}
+
+qint64 TestAlarmQueue::triggerOf(qint64 cookie) const {
+    const std::optional<AlarmEvent> event = daemon->queue().event(cookie);
+    return event ? event->trigger : -1;
+}
+
+void TestAlarmQueue::triggerFromAlarmTime() {
+    const qint64 when = startMoment() + 3600;
+    AlarmEvent event = dialogEvent(when);
+    // alarm_time wins over a broken-down time.
+    event.alarmTm = brokenDown(2024, 5, 1, 8, 0);
+    const qint64 cookie = add(event);
+    QVERIFY(cookie > 0);
+    QCOMPARE(triggerOf(cookie), when);
+    QCOMPARE(clock->wakeTime(), when);
+}
+
+void TestAlarmQueue::triggerFromBrokenDownTime_data() {
+    QTest::addColumn<AlarmEvent::BrokenDownTime>("tm");
+    QTest::addColumn<QString>("zoneName");
+    QTest::addColumn<qint64>("expected");
+
+    const AlarmEvent::BrokenDownTime unset{0, -1, -1, -1, -1, -1, -1, -1, -1};
+    QTest::newRow("later today") << brokenDown(2024, 3, 30, 18, 0) << QString()
+                                 << localMoment(2024, 3, 30, 18, 0);
+    // The caller copied the daylight-saving flag of today; the wall-clock time still holds.
+    QTest::newRow("after the change to summer time, winter flag")
+        << brokenDown(2024, 4, 2, 9, 0, 0, 0) << QString() << localMoment(2024, 4, 2, 9, 0);
+    QTest::newRow("after the change to summer time, summer flag")
+        << brokenDown(2024, 4, 2, 9, 0, 0, 1) << QString() << localMoment(2024, 4, 2, 9, 0);
+    QTest::newRow("after the change back to winter time")
+        << brokenDown(2024, 11, 4, 7, 30, 0, 1) << QString() << localMoment(2024, 11, 4, 7, 30);
+    QTest::newRow("seconds round up to the next minute")
+        << brokenDown(2024, 3, 30, 18, 0, 30) << QString() << localMoment(2024, 3, 30, 18, 1);
+    QTest::newRow("unset means now") << unset << QString() << startMoment();
+    AlarmEvent::BrokenDownTime timeOnly = unset;
+    timeOnly[AlarmEvent::Hour] = 18;
+    timeOnly[AlarmEvent::Min] = 15;
+    QTest::newRow("time of day still to come")
+        << timeOnly << QString() << localMoment(2024, 3, 30, 18, 15);
+    timeOnly[AlarmEvent::Hour] = 8;
+    QTest::newRow("time of day passed means tomorrow")
+        << timeOnly << QString() << localMoment(2024, 3, 31, 8, 15);
+    QTest::newRow("out-of-range month normalises")
+        << brokenDown(2024, 13, 5, 10, 0) << QString() << localMoment(2025, 1, 5, 10, 0);
+    QTest::newRow("in a named zone")
+        << brokenDown(2024, 4, 2, 9, 0) << QStringLiteral("Asia/Tokyo")
+        << QDateTime(QDate(2024, 4, 2), QTime(9, 0), QTimeZone("Asia/Tokyo")).toSecsSinceEpoch();
+    QTest::newRow("in a named zone with summer time")
+        << brokenDown(2024, 4, 2, 9, 0) << QStringLiteral("Europe/Helsinki")
+        << QDateTime(QDate(2024, 4, 2), QTime(9, 0), QTimeZone("Europe/Helsinki"))
+               .toSecsSinceEpoch();
+}
+
+void TestAlarmQueue::triggerFromBrokenDownTime() {
+    QFETCH(AlarmEvent::BrokenDownTime, tm);
+    QFETCH(QString, zoneName);
+    QFETCH(qint64, expected);
+    AlarmEvent event = dialogEvent(-1);
+    event.alarmTm = tm;
+    event.alarmTz = zoneName;
+    const qint64 cookie = add(event);
+    QVERIFY(cookie > 0);
+    QCOMPARE(triggerOf(cookie), expected);
+    // The given time is kept as it was given.
+    QCOMPARE(daemon->queue().event(cookie)->alarmTm, tm);
+}
+
+void TestAlarmQueue::refusals_data() {
+    QTest::addColumn<AlarmEvent>("event");
+    QTest::addColumn<QString>("reason");
+
+    const qint64 later = startMoment() + 600;
+    const AlarmEvent valid = dialogEvent(later);
+    AlarmEvent event;
+
+    event = valid;
+    event.appId.clear();
+    QTest::newRow("no application id") << event << QStringLiteral("alarm_appid");
+
+    event = valid;
+    event.actions.clear();
+    QTest::newRow("no action") << event << QStringLiteral("no action that does anything");
+
+    event = valid;
+    event.actions = {button(QString(), 0)};
+    QTest::newRow("an action that does nothing")
+        << event << QStringLiteral("no action that does anything");
+
+    event = valid;
+    event.actions = {callback(ALARM_ACTION_TYPE_DBUS)};
+    QTest::newRow("a D-Bus action that never runs")
+        << event << QStringLiteral("no action that does anything");
+
+    event = valid;
+    event.actions.append(button(QString(), ALARM_ACTION_WHEN_RESPONDED | ALARM_ACTION_TYPE_SNOOZE));
+    QTest::newRow("a button without a label") << event << QStringLiteral("without a label");
+
+    const AlarmAction call = callback(ALARM_ACTION_TYPE_DBUS | ALARM_ACTION_WHEN_TRIGGERED);
+    event = valid;
+    event.actions = {call};
+    event.actions[0].dbusPath.clear();
+    QTest::newRow("a D-Bus action without path")
+        << event << QStringLiteral("without path, interface or name");
+    event.actions = {call};
+    event.actions[0].dbusInterface.clear();
+    QTest::newRow("a D-Bus action without interface")
+        << event << QStringLiteral("without path, interface or name");
+    event.actions = {call};
+    event.actions[0].dbusName.clear();
+    QTest::newRow("a D-Bus action without name")
+        << event << QStringLiteral("without path, interface or name");
+    event.actions = {call};
+    event.actions[0].dbusPath = QStringLiteral("not/a/path");
+    QTest::newRow("a D-Bus action with a bad path")
+        << event << QStringLiteral("invalid object path");
+
+    event = valid;
+    event.recurSecs = 60;
+    event.recurCount = 0;
+    QTest::newRow("recurring with count 0") << event << QStringLiteral("recur_count 0");
+    event.recurCount = -2;
+    QTest::newRow("recurring with count -2") << event << QStringLiteral("recur_count must be");
+    event.recurSecs = -60;
+    event.recurCount = 1;
+    QTest::newRow("negative recurrence") << event << QStringLiteral("recur_secs is negative");
+
+    event = valid;
+    AlarmAction exec;
+    exec.flags = ALARM_ACTION_TYPE_EXEC | ALARM_ACTION_WHEN_TRIGGERED;
+    exec.execCommand = QStringLiteral("touch /tmp/pardo-alarmd-was-here");
+    event.actions.append(exec);
+    QTest::newRow("a command to run") << event << QStringLiteral("would run a command");
+    event = valid;
+    event.actions[0].flags |= ALARM_ACTION_TYPE_EXEC;
+    QTest::newRow("a button that runs a command") << event << QStringLiteral("would run a command");
+
+    event = valid;
+    AlarmAction system = call;
+    system.flags |= ALARM_ACTION_DBUS_USE_SYSTEMBUS;
+    event.actions.append(system);
+    QTest::newRow("a system-bus call") << event << QStringLiteral("system bus");
+
+    event = dialogEvent(startMoment() - 60);
+    QTest::newRow("a one-shot event a minute late") << event << QStringLiteral("more than 59 s");
+
+    event = dialogEvent(-1);
+    event.alarmTm = brokenDown(2024, 3, 30, 11, 58);
+    QTest::newRow("a one-shot broken-down time two minutes ago")
+        << event << QStringLiteral("more than 59 s");
+
+    event = dialogEvent(-1);
+    event.alarmTm = brokenDown(2024, 4, 2, 9, 0);
+    event.alarmTz = QStringLiteral("Mars/Olympus_Mons");
+    QTest::newRow("an unknown zone") << event << QStringLiteral("no known time zone");
+}
+
+void TestAlarmQueue::refusals() {
+    QFETCH(AlarmEvent, event);
+    QFETCH(QString, reason);
+    QString refusal;
+    QCOMPARE(daemon->queue().add(event, &refusal), qint64(0));
+    QVERIFY2(refusal.contains(reason), qPrintable(refusal));
+    QCOMPARE(daemon->queue().size(), 0);
+    QCOMPARE(clock->wakeTime(), qint64(-1));
+}
+
+void TestAlarmQueue::refusedDictionaries_data() {
+    QTest::addColumn<QVariantMap>("dictionary");
+
+    QVariantMap valid{{QStringLiteral("alarm_appid"), QStringLiteral("test")},
+                      {QStringLiteral("alarm_time"), qlonglong(startMoment() + 600)}};
+    // Built like a real client's, through the bus types.
+    const QVariantMap stop{{QStringLiteral("flags"), uint(ALARM_ACTION_WHEN_RESPONDED)},
+                           {QStringLiteral("label"), QStringLiteral("Stop")}};
+    valid.insert(QStringLiteral("actions"), QVariant::fromValue(QList<QVariantMap>{stop}));
+    QVariantMap map = valid;
+
+    map.insert(QStringLiteral("title"), 42);
+    QTest::newRow("a number for a text") << map;
+    map = valid;
+    map.insert(QStringLiteral("alarm_time"), QStringLiteral("tomorrow"));
+    QTest::newRow("a text for a time") << map;
+    map = valid;
+    map.insert(QStringLiteral("titel"), QStringLiteral("typo"));
+    QTest::newRow("an unknown key") << map;
+    map = valid;
+    map.insert(QStringLiteral("alarm_tm"), QVariant::fromValue(QList<int>{0, 0, 9}));
+    QTest::newRow("a short broken-down time") << map;
+    map = valid;
+    QVariantMap badAction = stop;
+    badAction.insert(QStringLiteral("dbus_args"),
+                     QVariantList{QVariant::fromValue(QList<int>{1, 2})});
+    map.insert(QStringLiteral("actions"), QVariant::fromValue(QList<QVariantMap>{badAction}));
+    QTest::newRow("an array as an argument") << map;
+    map = valid;
+    map.insert(QStringLiteral("recur_count"), qlonglong(1) << 40);
+    QTest::newRow("a count beyond 32 bits") << map;
+}
+
+void TestAlarmQueue::refusedDictionaries() {
+    QFETCH(QVariantMap, dictionary);
+    // The daemon object lives in this process, on its session connection
+    // without the well-known name; a second connection plays the client.
+    QDBusConnection client =
+        QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("client"));
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        QDBusConnection::sessionBus().baseService(), QString::fromLatin1(AlarmDaemon::objectPath),
+        QStringLiteral("org.velmar.alarmd"), QStringLiteral("add_event"));
+    call.setArguments({dictionary});
+    QDBusPendingCall pending = client.asyncCall(call, 10000);
+    QTRY_VERIFY_WITH_TIMEOUT(pending.isFinished(), 10000);
+    const QDBusMessage reply = pending.reply();
+    QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
+    QCOMPARE(reply.arguments().value(0).toLongLong(), qlonglong(0));
+    QCOMPARE(daemon->queue().size(), 0);
+
+    // The same without the fault is taken.
+    call.setArguments(
+        {QVariantMap{{QStringLiteral("alarm_appid"), QStringLiteral("test")},
+                     {QStringLiteral("alarm_time"), qlonglong(startMoment() + 600)},
+                     {QStringLiteral("actions"),
+                      QVariant::fromValue(QList<QVariantMap>{
+                          {{QStringLiteral("flags"), uint(ALARM_ACTION_WHEN_RESPONDED)},
+                           {QStringLiteral("label"), QStringLiteral("Stop")}}})}}});
+    pending = client.asyncCall(call, 10000);
+    QTRY_VERIFY_WITH_TIMEOUT(pending.isFinished(), 10000);
+    QVERIFY(pending.reply().arguments().value(0).toLongLong() > 0);
+    QDBusConnection::disconnectFromBus(QStringLiteral("client"));
+}
+
+void TestAlarmQueue::lessThanAMinuteLateTriggersAtOnce() {
+    QSignalSpy triggered(&daemon->queue(), &AlarmQueue::triggered);
+    const qint64 cookie = add(dialogEvent(startMoment() - 59));
+    QVERIFY(cookie > 0);
+    QCOMPARE(triggered.count(), 0); // not before the reply has gone out
+    QTRY_COMPARE(triggered.count(), 1);
+    QVERIFY(daemon->queue().isShowing(cookie));
+    QVERIFY(daemon->dialog(cookie));
+}
+
+void TestAlarmQueue::triggeredActionsCallWithTheirArguments() {
+    AlarmEvent event = callbackEvent(startMoment() + 60);
+    event.actions[0].dbusArgs = {QVariant(int(-3)), QVariant(uint(4)), QVariant(qlonglong(1) << 40),
+                                 QVariant(true),    QVariant(2.5),     QStringLiteral("täst")};
+    const qint64 cookie = add(event);
+    QVERIFY(cookie > 0);
+    clock->advance(59);
+    QCoreApplication::processEvents();
+    QCOMPARE(recorder->callsTo(recorderPath).size(), 0);
+    clock->advance(1);
+    QTRY_COMPARE(recorder->callsTo(recorderPath).size(), 1);
+    const BusRecorder::Call call = recorder->callsTo(recorderPath).first();
+    QCOMPARE(call.interface, QLatin1String(BusRecorder::interfaceName));
+    QCOMPARE(call.member, QStringLiteral("alarm_triggered"));
+    QCOMPARE(call.arguments, event.actions[0].dbusArgs);
+    QCOMPARE(call.arguments.at(2).metaType(), QMetaType::fromType<qlonglong>());
+    // A one-shot event without buttons is done once it ran.
+    QVERIFY(!daemon->queue().event(cookie));
+}
+
+void TestAlarmQueue::sleepsUntilTheEarliestEvent() {
+    std::mt19937 random(5);
+    qint64 earliest = std::numeric_limits<qint64>::max();
+    for (int i = 0; i < 100; ++i) {
+        const qint64 when = startMoment() + 120 + qint64(random() % 100000);
+        earliest = std::min(earliest, when);
+        QVERIFY(add(callbackEvent(when)) > 0);
+    }
+    QCOMPARE(clock->wakeTime(), earliest);
+    QSignalSpy triggered(&daemon->queue(), &AlarmQueue::triggered);
+    clock->advanceTo(earliest - 1);
+    QCoreApplication::processEvents();
+    QCOMPARE(triggered.count(), 0);
+    QCOMPARE(clock->wakeTime(), earliest);
+    clock->advanceTo(earliest);
+    QVERIFY(triggered.count() >= 1);
+    QVERIFY(clock->wakeTime() > earliest);
+    QCOMPARE(daemon->queue().size(), 100 - triggered.count());
+}
+
+void TestAlarmQueue::earlyWakeUpAsksAgain() {
+    const qint64 when = startMoment() + 60;
+    QVERIFY(add(callbackEvent(when)) > 0);
+    QSignalSpy triggered(&daemon->queue(), &AlarmQueue::triggered);
+    clock->advanceTo(when - 1);
+    clock->wakeEarly();
+    QCOMPARE(triggered.count(), 0);
+    QCOMPARE(clock->wakeTime(), when);
+    clock->advanceTo(when);
+    QCOMPARE(triggered.count(), 1);
+}
+
+void TestAlarmQueue::recurrenceForever() {
+    AlarmEvent event = callbackEvent(startMoment() + 60);
+    event.recurSecs = 60;
+    event.recurCount = -1;
+    const qint64 cookie = add(event);
+    QVERIFY(cookie > 0);
+    QSignalSpy triggered(&daemon->queue(), &AlarmQueue::triggered);
+    for (int i = 1; i <= 10; ++i) {
+        clock->advance(60);
+        QCOMPARE(triggered.count(), i);
+        QCOMPARE(triggerOf(cookie), startMoment() + 60 * (i + 1));
+        QCOMPARE(daemon->queue().event(cookie)->recurCount, -1);
+    }
+    QTRY_COMPARE(recorder->callsTo(recorderPath).size(), 10);
+}
+
+void TestAlarmQueue::recurrenceCount_data() {
+    QTest::addColumn<int>("count");
+    QTest::addColumn<bool>("withDialog");
+    QTest::newRow("once, callback") << 1 << false;
+    QTest::newRow("three times, callback") << 3 << false;
+    QTest::newRow("three times, dialog") << 3 << true;
+}
+
+void TestAlarmQueue::recurrenceCount() {
+    QFETCH(int, count);
+    QFETCH(bool, withDialog);
+    AlarmEvent event =
+        withDialog ? dialogEvent(startMoment() + 300) : callbackEvent(startMoment() + 300);
+    event.recurSecs = 300;
+    event.recurCount = count;
+    const qint64 cookie = add(event);
+    QVERIFY(cookie > 0);
+    QSignalSpy triggered(&daemon->queue(), &AlarmQueue::triggered);
+    for (int i = 1; i <= count + 2; ++i) {
+        clock->advance(300);
+        if (withDialog && daemon->queue().isShowing(cookie)) {
+            QVERIFY(daemon->dialog(cookie));
+            QVERIFY(daemon->queue().respond(cookie, 0));
+        }
+        if (i < count) {
+            QCOMPARE(daemon->queue().event(cookie)->recurCount, count - i);
+            QCOMPARE(triggerOf(cookie), startMoment() + 300 * (i + 1));
+        }
+    }
+    QCOMPARE(triggered.count(), count);
+    QVERIFY(!daemon->queue().event(cookie));
+    QCOMPARE(clock->wakeTime(), qint64(-1));
+    if (!withDialog) {
+        QTRY_COMPARE(recorder->callsTo(recorderPath).size(), count);
+    }
+}
+
+void TestAlarmQueue::recurringPastStartKeepsItsCount() {
+    AlarmEvent event = callbackEvent(startMoment() - 150);
+    event.recurSecs = 60;
+    event.recurCount = 3;
+    const qint64 cookie = add(event);
+    QVERIFY(cookie > 0);
+    QCOMPARE(triggerOf(cookie), startMoment() + 30);
+    QCOMPARE(daemon->queue().event(cookie)->recurCount, 3);
+    QSignalSpy triggered(&daemon->queue(), &AlarmQueue::triggered);
+    clock->advance(30);
+    clock->advance(60);
+    clock->advance(60);
+    clock->advance(60);
+    QCOMPARE(triggered.count(), 3);
+    QVERIFY(!daemon->queue().event(cookie));
+}
+
+void TestAlarmQueue::snooze_data() {
+    QTest::addColumn<qint64>("snoozeSecs");
+    QTest::addColumn<qint64>("interval");
+    QTest::newRow("default") << qint64(0) << qint64(600);
+    QTest::newRow("custom") << qint64(300) << qint64(300);
+    QTest::newRow("floor") << qint64(3) << qint64(10);
+}
+
+void TestAlarmQueue::snooze() {
+    QFETCH(qint64, snoozeSecs);
+    QFETCH(qint64, interval);
+    const qint64 first = startMoment() + 60;
+    AlarmEvent event = dialogEvent(first);
+    event.actions.prepend(callback(ALARM_ACTION_TYPE_DBUS | ALARM_ACTION_WHEN_TRIGGERED));
+    event.snoozeSecs = snoozeSecs;
+    event.recurSecs = 3600;
+    event.recurCount = 2;
+    const qint64 cookie = add(event);
+    QVERIFY(cookie > 0);
+
+    clock->advance(60);
+    QVERIFY(daemon->dialog(cookie));
+    QTRY_COMPARE(recorder->callsTo(recorderPath).size(), 1);
+    QVERIFY(daemon->queue().respond(cookie, 2)); // Snooze
+    QVERIFY(!daemon->dialog(cookie));
+    std::optional<AlarmEvent> snoozed = daemon->queue().event(cookie);
+    QCOMPARE(snoozed->trigger, first + interval);
+    QCOMPARE(snoozed->snoozeTotal, interval);
+    QCOMPARE(snoozed->response, 2);
+    QCOMPARE(snoozed->recurCount, 2);
+    QCOMPARE(clock->wakeTime(), first + interval);
+
+    clock->advance(interval - 1);
+    QVERIFY(!daemon->dialog(cookie));
+    clock->advance(1);
+    QVERIFY(daemon->dialog(cookie));
+    // Showing it again runs no triggered action a second time.
+    QCoreApplication::processEvents();
+    QCOMPARE(recorder->callsTo(recorderPath).size(), 1);
+
+    QVERIFY(daemon->queue().respond(cookie, 1)); // Stop
+    const std::optional<AlarmEvent> served = daemon->queue().event(cookie);
+    QCOMPARE(served->recurCount, 1);
+    QCOMPARE(served->trigger, first + 3600);
+    QCOMPARE(served->snoozeTotal, qint64(0));
+}
+
+void TestAlarmQueue::missed_data() {
+    QTest::addColumn<quint32>("flags");
+    QTest::addColumn<qint64>("recurSecs");
+    QTest::addColumn<int>("recurCount");
+    QTest::addColumn<bool>("clockSet"); // else the machine slept through
+    QTest::addColumn<qint64>("awake");  // seconds after the start
+    QTest::addColumn<int>("triggers");
+    QTest::addColumn<qint64>("next"); // seconds after the start, -1 for gone
+    QTest::addColumn<int>("countLeft");
+
+    const quint32 delayed = ALARM_EVENT_RUN_DELAYED;
+    // The event is first due 60 s after the start.
+    QTest::newRow("one-shot is dropped") << 0u << 0ll << 0 << true << 3630ll << 0 << -1ll << 0;
+    QTest::newRow("one-shot is dropped after a sleep")
+        << 0u << 0ll << 0 << false << 3630ll << 0 << -1ll << 0;
+    QTest::newRow("one-shot runs delayed")
+        << delayed << 0ll << 0 << true << 3630ll << 1 << -1ll << 0;
+    QTest::newRow("one-shot runs delayed after a sleep")
+        << delayed << 0ll << 0 << false << 3630ll << 1 << -1ll << 0;
+    QTest::newRow("59 s late is not missed") << 0u << 0ll << 0 << false << 119ll << 1 << -1ll << 0;
+    QTest::newRow("recurring moves to its next time")
+        << 0u << 600ll << -1 << true << 3630ll << 0 << 3660ll << -1;
+    QTest::newRow("recurring runs delayed once")
+        << delayed << 600ll << -1 << false << 3630ll << 1 << 3660ll << -1;
+    QTest::newRow("counted: the missed ones are used up")
+        << 0u << 600ll << 3 << true << 760ll << 0 << 1260ll << 1;
+    QTest::newRow("counted: delayed runs once for all missed")
+        << delayed << 600ll << 3 << true << 760ll << 1 << 1260ll << 1;
+    QTest::newRow("counted: series ended while away")
+        << 0u << 600ll << 2 << true << 3630ll << 0 << -1ll << 0;
+    QTest::newRow("counted: delayed runs its last one")
+        << delayed << 600ll << 2 << true << 3630ll << 1 << -1ll << 0;
+}
+
+void TestAlarmQueue::missed() {
+    QFETCH(quint32, flags);
+    QFETCH(qint64, recurSecs);
+    QFETCH(int, recurCount);
+    QFETCH(bool, clockSet);
+    QFETCH(qint64, awake);
+    QFETCH(int, triggers);
+    QFETCH(qint64, next);
+    QFETCH(int, countLeft);
+
+    AlarmEvent event = callbackEvent(startMoment() + 60);
+    event.flags = flags;
+    event.recurSecs = recurSecs;
+    event.recurCount = recurCount;
+    const qint64 cookie = add(event);
+    QVERIFY(cookie > 0);
+    QSignalSpy triggered(&daemon->queue(), &AlarmQueue::triggered);
+    if (clockSet) {
+        clock->jump(startMoment() + awake);
+    } else {
+        clock->advanceTo(startMoment() + awake);
+    }
+    QCOMPARE(triggered.count(), triggers);
+    QTRY_COMPARE(recorder->callsTo(recorderPath).size(), triggers);
+    const std::optional<AlarmEvent> after = daemon->queue().event(cookie);
+    if (next < 0) {
+        QVERIFY(!after);
+    } else {
+        QVERIFY(after);
+        QCOMPARE(after->trigger, startMoment() + next);
+        QCOMPARE(after->recurCount, countLeft);
+        QCOMPARE(clock->wakeTime(), startMoment() + next);
+    }
+}
+
+void TestAlarmQueue::deletingClosesItsDialog() {
+    const qint64 cookie = add(dialogEvent(startMoment() + 60));
+    clock->advance(60);
+    QPointer<AlarmDialog> dialog = daemon->dialog(cookie);
+    QVERIFY(dialog);
+    QVERIFY(dialog->isVisible());
+    QVERIFY(daemon->queue().remove(cookie));
+    QVERIFY(!daemon->dialog(cookie));
+    QVERIFY(!daemon->queue().isShowing(cookie));
+    QTRY_VERIFY(!dialog);
+    QVERIFY(!daemon->queue().remove(cookie));
+}
+
+void TestAlarmQueue::severalDueEventsEachGetADialog() {
+    QList<qint64> cookies;
+    for (int i = 0; i < 3; ++i) {
+        AlarmEvent event = dialogEvent(startMoment() + 60);
+        event.message = QStringLiteral("Alarm %1").arg(i);
+        cookies << add(event);
+    }
+    clock->advance(60);
+    QCOMPARE(daemon->dialogs().size(), 3);
+    for (int i = 0; i < 3; ++i) {
+        QCOMPARE(daemon->dialog(cookies[i])->messageText(), QStringLiteral("Alarm %1").arg(i));
+    }
+    QVERIFY(daemon->queue().respond(cookies[1], 0));
+    QCOMPARE(daemon->dialogs().size(), 2);
+    QVERIFY(daemon->dialog(cookies[0]));
+    QVERIFY(daemon->dialog(cookies[2]));
+}
+
+void TestAlarmQueue::restartRestoresTheQueue() {
+    AlarmEvent event = dialogEvent(-1);
+    event.alarmTm = brokenDown(2024, 4, 2, 9, 0);
+    event.recurSecs = 86400;
+    event.recurCount = 5;
+    event.attrs.insert(QStringLiteral("task_id"), 12);
+    event.attrs.insert(QStringLiteral("note"), QStringLiteral("kept"));
+    event.attrs.insert(QStringLiteral("since"), qlonglong(1700000000));
+    const qint64 recurring = add(event);
+    AlarmEvent withArgs = callbackEvent(startMoment() + 7200);
+    withArgs.actions[0].dbusArgs = {QVariant(uchar(200)), QVariant(short(-5)),
+                                    QVariant(ushort(9)),  QVariant(qulonglong(1) << 63),
+                                    QVariant(false),      QVariant(0.125),
+                                    QStringLiteral("ü")};
+    const qint64 callbackCookie = add(withArgs);
+    const qint64 snoozed = add(dialogEvent(startMoment() + 60));
+    clock->advance(60);
+    QVERIFY(daemon->queue().respond(snoozed, 1));
+
+    QMap<qint64, QVariantMap> before;
+    for (qint64 cookie : daemon->queue().query(0, 0, 0, 0, QString())) {
+        before.insert(cookie, EventCodec::toDBus(*daemon->queue().event(cookie)));
+    }
+    QCOMPARE(before.keys(), (QList<qint64>{recurring, callbackCookie, snoozed}));
+
+    daemon.reset();
+    startDaemon();
+    QCOMPARE(daemon->queue().size(), 3);
+    for (auto it = before.cbegin(); it != before.cend(); ++it) {
+        const std::optional<AlarmEvent> restored = daemon->queue().event(it.key());
+        QVERIFY(restored);
+        QCOMPARE(EventCodec::toDBus(*restored), it.value());
+    }
+    QCOMPARE(daemon->queue().event(callbackCookie)->actions, withArgs.actions);
+    QCOMPARE(clock->wakeTime(), startMoment() + 60 + 600);
+    // And it goes on as before: the snooze ends.
+    clock->advance(600);
+    QVERIFY(daemon->dialog(snoozed));
+}
+
+void TestAlarmQueue::cookiesAreNeverReused() {
+    const qint64 first = add(dialogEvent(startMoment() + 600));
+    const qint64 second = add(dialogEvent(startMoment() + 600));
+    QVERIFY(daemon->queue().remove(second));
+    daemon.reset();
+    startDaemon();
+    const qint64 third = add(dialogEvent(startMoment() + 600));
+    QVERIFY(first > 0);
+    QVERIFY(second > first);
+    QVERIFY(third > second);
+}
+
+void TestAlarmQueue::zoneChangeKeepsTheWallClockTime() {
+    const qint64 start = clock->now();
+    clock->changeZone("Europe/Berlin");
+    AlarmEvent wall = dialogEvent(-1);
+    wall.alarmTm = brokenDown(2024, 4, 2, 9, 0);
+    wall.recurSecs = 86400;
+    wall.recurCount = -1;
+    const qint64 wallCookie = add(wall);
+    const qint64 absolute = add(dialogEvent(start + 7200));
+    AlarmEvent zoned = dialogEvent(-1);
+    zoned.alarmTm = brokenDown(2024, 4, 2, 9, 0);
+    zoned.alarmTz = QStringLiteral("Asia/Tokyo");
+    const qint64 zonedCookie = add(zoned);
+    const QTimeZone berlin("Europe/Berlin");
+    const QTimeZone newYork("America/New_York");
+    QCOMPARE(triggerOf(wallCookie),
+             QDateTime(QDate(2024, 4, 2), QTime(9, 0), berlin).toSecsSinceEpoch());
+    const qint64 zonedTrigger = triggerOf(zonedCookie);
+
+    clock->changeZone("America/New_York");
+    QCOMPARE(triggerOf(wallCookie),
+             QDateTime(QDate(2024, 4, 2), QTime(9, 0), newYork).toSecsSinceEpoch());
+    QCOMPARE(triggerOf(absolute), start + 7200);
+    QCOMPARE(triggerOf(zonedCookie), zonedTrigger);
+    QCOMPARE(clock->wakeTime(), start + 7200);
+
+    // The next occurrences keep 09:00 in the new zone.
+    clock->advanceTo(triggerOf(wallCookie));
+    QVERIFY(daemon->queue().respond(wallCookie, 0));
+    QCOMPARE(triggerOf(wallCookie),
+             QDateTime(QDate(2024, 4, 3), QTime(9, 0), newYork).toSecsSinceEpoch());
+}
+
+void TestAlarmQueue::queryFilters() {
+    const qint64 a = add(dialogEvent(startMoment() + 300));
+    AlarmEvent other = dialogEvent(startMoment() + 100);
+    other.appId = QStringLiteral("other");
+    other.flags = ALARM_EVENT_RUN_DELAYED;
+    const qint64 b = add(other);
+    AlarmEvent late = callbackEvent(startMoment() + 900);
+    late.flags = ALARM_EVENT_RUN_DELAYED | ALARM_EVENT_SHOW_ICON;
+    const qint64 c = add(late);
+    AlarmQueue& queue = daemon->queue();
+    QCOMPARE(queue.query(0, 0, 0, 0, QString()), (QList<qint64>{b, a, c}));
+    QCOMPARE(queue.query(startMoment() + 300, 0, 0, 0, QString()), (QList<qint64>{a, c}));
+    QCOMPARE(queue.query(0, startMoment() + 300, 0, 0, QString()), (QList<qint64>{b, a}));
+    QCOMPARE(queue.query(startMoment() + 301, startMoment() + 899, 0, 0, QString()),
+             QList<qint64>{});
+    QCOMPARE(queue.query(0, 0, ALARM_EVENT_RUN_DELAYED, ALARM_EVENT_RUN_DELAYED, QString()),
+             (QList<qint64>{b, c}));
+    QCOMPARE(queue.query(0, 0, ALARM_EVENT_RUN_DELAYED, 0, QString()), (QList<qint64>{a}));
+    QCOMPARE(queue.query(0, 0, ALARM_EVENT_SHOW_ICON | ALARM_EVENT_RUN_DELAYED,
+                         ALARM_EVENT_RUN_DELAYED, QString()),
+             (QList<qint64>{b}));
+    QCOMPARE(queue.query(0, 0, 0, 0, QStringLiteral("test")), (QList<qint64>{a, c}));
+    QCOMPARE(queue.query(0, 0, 0, 0, QStringLiteral("nobody")), QList<qint64>{});
+}
+
+PARDO_DBUS_TEST_MAIN(TestAlarmQueue)
+#include "tst_alarmqueue.moc"
