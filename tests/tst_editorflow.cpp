@@ -1,0 +1,393 @@
+#include <QButtonGroup>
+#include <QComboBox>
+#include <QLineEdit>
+
+#include "actionbutton.h"
+#include "alarmswidget.h"
+#include "mainwindow.h"
+#include "pardotest.h"
+#include "pickerdriver.h"
+#include "qmaemo5informationbox.h"
+#include "qmaemo5valuebutton.h"
+#include "settingswindow.h"
+#include "task.h"
+#include "taskbutton.h"
+#include "taskmanager.h"
+#include "taskwindow.h"
+#include "testdatabase.h"
+
+namespace {
+
+QStringList visibleNotes() {
+    QStringList texts;
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        if (auto* box = qobject_cast<QMaemo5InformationBox*>(widget); box && box->isVisible()) {
+            texts << box->text();
+        }
+    }
+    return texts;
+}
+
+void closeNotes() {
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        if (qobject_cast<QMaemo5InformationBox*>(widget)) {
+            widget->close();
+        }
+    }
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+// The statements that write the task's own rows, in the order they ran.
+QStringList rowWrites(const QStringList& statements) {
+    QStringList writes;
+    for (const QString& statement : statements) {
+        if (statement.contains(QLatin1String(" tasks ")) ||
+            statement.contains(QLatin1String(" alarms ")) ||
+            statement.contains(QLatin1String(" repetitions "))) {
+            if (!statement.startsWith(QLatin1String("SELECT"))) {
+                writes << statement;
+            }
+        }
+    }
+    return writes;
+}
+
+void retype(QLineEdit* field, const QString& text) {
+    field->setFocus();
+    field->selectAll();
+    QTest::keyClick(field, Qt::Key_Backspace);
+    QTest::keyClicks(field, text);
+}
+
+// Where a finger taps a radio button: on its indicator, not in the empty part of a wide cell.
+void tap(QAbstractButton* button) {
+    QTest::mouseClick(button, Qt::LeftButton, {},
+                      QPoint(qMin(12, button->width() / 2), button->height() / 2));
+}
+
+} // namespace
+
+class TestEditorFlow : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void newTaskButtonOpensEditorOverMainWindow();
+    void settingsButtonOpensSettingsOverMainWindow();
+    void editButtonOpensEditorOnSelectedTask();
+    void createCountdownTask();
+    void createWeeklyTaskTenTimes();
+    void editWeeklyTaskFromMondayToTuesday();
+    void saveSnoozeOfTwentyFive();
+
+private:
+    void start();
+    void restart();
+    ActionButton* upper() const { return window->findChildren<ActionButton*>().value(0); }
+    ActionButton* lower() const { return window->findChildren<ActionButton*>().value(1); }
+    template <typename W> W* shown() const {
+        for (W* candidate : window->findChildren<W*>()) {
+            if (candidate->isVisible()) {
+                return candidate;
+            }
+        }
+        return nullptr;
+    }
+    template <typename T> T* in(QWidget* top, const char* name) const {
+        T* found = top->findChild<T*>(QLatin1String(name));
+        if (!found) {
+            qWarning("nothing named %s", name);
+        }
+        return found;
+    }
+    void click(QWidget* top, const char* name);
+    Task* taskNamed(const QString& name) const;
+
+    std::unique_ptr<TaskManager> manager;
+    std::unique_ptr<MainWindow> window;
+};
+
+void TestEditorFlow::init() {
+    TestDatabase::freshHome(QString::fromLatin1(QTest::currentTestFunction()));
+    manager = std::make_unique<TaskManager>();
+}
+
+void TestEditorFlow::cleanup() {
+    closeNotes();
+    window.reset();
+    manager.reset();
+    TestDatabase::dropDefaultConnection();
+}
+
+void TestEditorFlow::start() {
+    window = std::make_unique<MainWindow>(*manager);
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+}
+
+void TestEditorFlow::restart() {
+    closeNotes();
+    window.reset();
+    manager.reset();
+    TestDatabase::dropDefaultConnection();
+    manager = std::make_unique<TaskManager>();
+    start();
+}
+
+void TestEditorFlow::click(QWidget* top, const char* name) {
+    auto* button = in<QAbstractButton>(top, name);
+    QVERIFY(button);
+    QVERIFY2(button->isVisible(), name);
+    QTest::mouseClick(button, Qt::LeftButton);
+}
+
+Task* TestEditorFlow::taskNamed(const QString& name) const {
+    for (Task* task : manager->allTasks()) {
+        if (task->name() == name) {
+            return task;
+        }
+    }
+    return nullptr;
+}
+
+void TestEditorFlow::newTaskButtonOpensEditorOverMainWindow() {
+    start();
+    QTest::mouseClick(lower(), Qt::LeftButton);
+    TaskWindow* editor = shown<TaskWindow>();
+    QVERIFY(editor);
+    QCOMPARE(editor->parentWidget(), window.get());
+    QVERIFY(editor->isWindow());
+    QCOMPARE(editor->geometry(), window->geometry());
+    QVERIFY(in<QAbstractButton>(editor, "typeTButton"));
+    // Cancelling brings the main window back, and the editor stays its child.
+    click(editor, "typeTButton");
+    click(editor, "cancelButton");
+    QVERIFY(!editor->isVisible());
+    QVERIFY(window->isVisible());
+    QCOMPARE(window->findChildren<TaskWindow*>().size(), 1);
+}
+
+void TestEditorFlow::settingsButtonOpensSettingsOverMainWindow() {
+    start();
+    QTest::mouseClick(upper(), Qt::LeftButton);
+    SettingsWindow* settings = shown<SettingsWindow>();
+    QVERIFY(settings);
+    QCOMPARE(settings->parentWidget(), window.get());
+    QCOMPARE(settings->geometry(), window->geometry());
+    QCOMPARE(shown<TaskWindow>(), nullptr);
+}
+
+void TestEditorFlow::editButtonOpensEditorOnSelectedTask() {
+    start();
+    QTest::mouseClick(taskNamed(QStringLiteral("Initial"))->taskButton(), Qt::LeftButton, {},
+                      QPoint(150, 50));
+    QTest::mouseClick(upper(), Qt::LeftButton);
+    TaskWindow* editor = shown<TaskWindow>();
+    QVERIFY(editor);
+    QCOMPARE(in<QLineEdit>(editor, "titleEdit")->text(), QStringLiteral("Initial"));
+    QCOMPARE(editor->findChild<AlarmsWidget*>()->alarmsNo(), 1);
+    QCOMPARE(shown<SettingsWindow>(), nullptr);
+}
+
+void TestEditorFlow::createCountdownTask() {
+    start();
+    QTest::mouseClick(lower(), Qt::LeftButton);
+    TaskWindow* editor = shown<TaskWindow>();
+    click(editor, "typeTButton");
+    QTest::keyClicks(in<QLineEdit>(editor, "titleEdit"), QStringLiteral("Tea"));
+    AlarmsWidget* alarms = editor->findChild<AlarmsWidget*>();
+    retype(alarms->getNumber(0), QStringLiteral("4"));
+    QTest::keyClicks(alarms->getDescription(0), QStringLiteral("Steep"));
+
+    SqlTrace trace;
+    click(editor, "acceptButton");
+    QVERIFY(!editor->isVisible());
+    Task* tea = taskNamed(QStringLiteral("Tea"));
+    QVERIFY(tea);
+    const QString id = QString::number(tea->id());
+    const QString date = tea->date().toString(QStringLiteral("yyyy-MM-dd"));
+    const QString time = tea->time().toString(QStringLiteral("HH:mm"));
+    QCOMPARE(rowWrites(trace.statements()),
+             (QStringList{
+                 QStringLiteral("INSERT INTO tasks (id, name, active, type) VALUES (NULL, 'Tea', "
+                                "'true', 1)"),
+                 QStringLiteral("INSERT INTO alarms (id, task_id, is_before, units, unit_type, "
+                                "description) VALUES (NULL, '%1', '0', 4, 0, 'Steep')")
+                     .arg(id),
+                 QStringLiteral("UPDATE tasks SET active = '1', date = '%1', time = '%2' WHERE id "
+                                "= %3")
+                     .arg(date, time, id)}));
+    QCOMPARE(
+        TestDatabase::rows(
+            QStringLiteral("SELECT name, active, type, date, time FROM tasks WHERE id = ") + id)
+            .at(0),
+        (QVariantList{QStringLiteral("Tea"), 1, 1, date, time}));
+    QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT count(*) FROM repetitions")).at(0).at(0),
+             QVariant(0));
+    // On the grid, active first; the note once.
+    QTRY_VERIFY(tea->taskButton()->isVisible());
+    QCOMPARE(manager->allTasks().first(), tea);
+    QCOMPARE(visibleNotes(), QStringList{QStringLiteral("Task saved.")});
+}
+
+void TestEditorFlow::createWeeklyTaskTenTimes() {
+    start();
+    QTest::mouseClick(lower(), Qt::LeftButton);
+    TaskWindow* editor = shown<TaskWindow>();
+    click(editor, "typeDButton");
+    QTest::keyClicks(in<QLineEdit>(editor, "titleEdit"), QStringLiteral("Lunch"));
+    PickerDriver::pickTime(in<QMaemo5ValueButton>(editor, "timeButton"), QTime(12, 30));
+    // A Monday.
+    PickerDriver::pickDate(in<QMaemo5ValueButton>(editor, "dateButton"), QDate(2030, 5, 6));
+
+    click(editor, "alarmButton");
+    AlarmsWidget* alarms = editor->findChild<AlarmsWidget*>();
+    click(editor, "isBeforeButton");
+    retype(alarms->getNumber(0), QStringLiteral("10"));
+
+    click(editor, "repeatButton");
+    auto* kinds = in<QButtonGroup>(editor, "repeatTypeGroup");
+    tap(kinds->button(RepeatXTimes));
+    retype(in<QLineEdit>(editor, "repeatStopNumberEdit"), QStringLiteral("10"));
+    retype(in<QLineEdit>(editor, "repeatIntervalNumberEdit"), QStringLiteral("1"));
+    auto* unit = in<QComboBox>(editor, "repeatIntervalTypeCombo");
+    unit->setFocus();
+    for (int i = 0; i < IntervalWeeks; ++i) {
+        QTest::keyClick(unit, Qt::Key_Down);
+    }
+    QCOMPARE(unit->currentText(), QStringLiteral("weeks"));
+    auto* days = in<QButtonGroup>(editor, "weekDaysGroup");
+    QVERIFY(days->button(1)->isChecked());
+    QVERIFY(!days->button(1)->isEnabled());
+    // Today's weekday, fixed when the editor opened, is switched off again.
+    for (QAbstractButton* day : days->buttons()) {
+        if (day->isChecked() && day->isEnabled()) {
+            tap(day);
+        }
+    }
+    tap(days->button(4));
+
+    SqlTrace trace;
+    click(editor, "acceptButton");
+    QVERIFY(!editor->isVisible());
+    Task* lunch = taskNamed(QStringLiteral("Lunch"));
+    QVERIFY(lunch);
+    const QString id = QString::number(lunch->id());
+    QCOMPARE(rowWrites(trace.statements()),
+             (QStringList{
+                 QStringLiteral("INSERT INTO tasks (id, name, active, type, date, time) VALUES "
+                                "(NULL, 'Lunch', 'true', 2, '2030-05-06', '12:30')"),
+                 QStringLiteral("INSERT INTO alarms (id, task_id, is_before, units, unit_type, "
+                                "description) VALUES (NULL, '%1', '1', 10, 0, '')")
+                     .arg(id),
+                 QStringLiteral("INSERT INTO repetitions (id, task_id, repeat_type, repeat_units, "
+                                "repeat_stop_date, repeat_interval_type, repeat_interval_units, "
+                                "extra_data) VALUES (NULL, '%1', 4, 10, '', 3, 1, 'W:1:4')")
+                     .arg(id),
+                 QStringLiteral("UPDATE tasks SET active = '1' WHERE id = %1").arg(id)}));
+    QCOMPARE(
+        TestDatabase::rows(
+            QStringLiteral("SELECT name, active, type, date, time FROM tasks WHERE id = ") + id)
+            .at(0),
+        (QVariantList{QStringLiteral("Lunch"), 1, 2, QStringLiteral("2030-05-06"),
+                      QStringLiteral("12:30")}));
+    QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT is_before, units, unit_type, description "
+                                               "FROM alarms WHERE task_id = ") +
+                                id),
+             (QVector<QVariantList>{{1, 10, 0, QString()}}));
+    QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT repeat_type, repeat_units, "
+                                               "repeat_stop_date, repeat_interval_type, "
+                                               "repeat_interval_units, extra_data FROM "
+                                               "repetitions WHERE task_id = ") +
+                                id),
+             (QVector<QVariantList>{{4, 10, QString(), 3, 1, QStringLiteral("W:1:4")}}));
+    QCOMPARE(lunch->weeklyRepeatDays(), (QList<int>{1, 4}));
+    QCOMPARE(lunch->repetitionStopNumber(), 10);
+    QCOMPARE(visibleNotes(), QStringList{QStringLiteral("Task saved.")});
+
+    // What a later start reads back.
+    restart();
+    lunch = taskNamed(QStringLiteral("Lunch"));
+    QCOMPARE(lunch->weeklyRepeatDays(), (QList<int>{1, 4}));
+    QCOMPARE(lunch->repetition(), int(RepeatXTimes));
+    QCOMPARE(lunch->date(), QDate(2030, 5, 6));
+    QCOMPARE(lunch->time(), QTime(12, 30));
+    QVERIFY(lunch->getAlarm(0)->isBefore());
+}
+
+void TestEditorFlow::editWeeklyTaskFromMondayToTuesday() {
+    QVERIFY(TestDatabase::exec(QStringLiteral(
+        "INSERT INTO tasks (id, name, active, type, date, time) VALUES (7, 'Swim', 1, 2, "
+        "'2030-05-06', '18:00')")));
+    QVERIFY(TestDatabase::exec(QStringLiteral(
+        "INSERT INTO repetitions (task_id, repeat_type, repeat_units, repeat_stop_date, "
+        "repeat_interval_type, repeat_interval_units, extra_data) VALUES (7, 2, 0, '', 3, 1, "
+        "'W:1')")));
+    start();
+    Task* swim = taskNamed(QStringLiteral("Swim"));
+    QCOMPARE(swim->weeklyRepeatDays(), QList<int>{1});
+    QTest::mouseClick(swim->taskButton(), Qt::LeftButton, {}, QPoint(150, 50));
+    QTest::mouseClick(upper(), Qt::LeftButton);
+    TaskWindow* editor = shown<TaskWindow>();
+    QVERIFY(editor);
+    PickerDriver::pickDate(in<QMaemo5ValueButton>(editor, "dateButton"), QDate(2030, 5, 7));
+    click(editor, "repeatButton");
+    auto* days = in<QButtonGroup>(editor, "weekDaysGroup");
+    QVERIFY(days->button(1)->isChecked());
+    QVERIFY(days->button(1)->isEnabled());
+    QVERIFY(days->button(2)->isChecked());
+    QVERIFY(!days->button(2)->isEnabled());
+    tap(days->button(1));
+    QVERIFY(!days->button(1)->isChecked());
+
+    SqlTrace trace;
+    click(editor, "acceptButton");
+    QVERIFY(!editor->isVisible());
+    QVERIFY(rowWrites(trace.statements())
+                .contains(QStringLiteral(
+                    "UPDATE repetitions SET repeat_type = 2, repeat_units = 0, repeat_stop_date = "
+                    "'', repeat_interval_type = 3, repeat_interval_units = 1, extra_data = 'W:2' "
+                    "WHERE task_id = 7")));
+    QCOMPARE(
+        TestDatabase::rows(QStringLiteral("SELECT extra_data FROM repetitions WHERE task_id = 7")),
+        (QVector<QVariantList>{{QStringLiteral("W:2")}}));
+    QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT date FROM tasks WHERE id = 7")),
+             (QVector<QVariantList>{{QStringLiteral("2030-05-07")}}));
+    // The same task object, still selected, has the new day after the old one until a restart.
+    QCOMPARE(taskNamed(QStringLiteral("Swim")), swim);
+    QCOMPARE(manager->focusedTask(), swim);
+    QCOMPARE(swim->weeklyRepeatDays(), (QList<int>{1, 2}));
+    QCOMPARE(swim->date(), QDate(2030, 5, 7));
+    QCOMPARE(visibleNotes(), QStringList{QStringLiteral("Task saved.")});
+
+    restart();
+    QCOMPARE(taskNamed(QStringLiteral("Swim"))->weeklyRepeatDays(), QList<int>{2});
+}
+
+void TestEditorFlow::saveSnoozeOfTwentyFive() {
+    start();
+    QTest::mouseClick(upper(), Qt::LeftButton);
+    SettingsWindow* settings = shown<SettingsWindow>();
+    QVERIFY(settings);
+    auto* field = in<QLineEdit>(settings, "snoozeIntervalEdit");
+    QCOMPARE(field->text(), QStringLiteral("10"));
+    QCOMPARE(TestDatabase::rows(
+                 QStringLiteral("SELECT value FROM meta WHERE name = 'gs_snooze_interval'")),
+             (QVector<QVariantList>{{QStringLiteral("10")}}));
+    retype(field, QStringLiteral("25"));
+    click(settings, "acceptButton");
+    QVERIFY(!settings->isVisible());
+    QVERIFY(window->isVisible());
+    QCOMPARE(TestDatabase::rows(
+                 QStringLiteral("SELECT value FROM meta WHERE name = 'gs_snooze_interval'")),
+             (QVector<QVariantList>{{QStringLiteral("25")}}));
+    QCOMPARE(visibleNotes(), QStringList{QStringLiteral("Settings saved.")});
+
+    QTest::mouseClick(upper(), Qt::LeftButton);
+    SettingsWindow* again = shown<SettingsWindow>();
+    QVERIFY(again && again != settings);
+    QCOMPARE(in<QLineEdit>(again, "snoozeIntervalEdit")->text(), QStringLiteral("25"));
+}
+
+PARDO_TEST_MAIN(TestEditorFlow)
+#include "tst_editorflow.moc"

@@ -1,0 +1,150 @@
+#include "settingswindow.h"
+
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QScrollArea>
+#include <QSqlQuery>
+#include <QVBoxLayout>
+#include <QVariant>
+
+#include "qmaemo5informationbox.h"
+#include "stackedwindow.h"
+#include "strictintvalidator.h"
+#include "taskwindowbutton.h"
+
+namespace {
+
+const int kDefaultSnooze = 10;
+
+// The links use reserved example addresses: the product has no public site.
+const char* const kAboutText =
+    "The Pardo Reminder 1.0.1 was created by the Velmar Ltd. company. "
+    "Promotion website can be seen at <a href='https://pardo.example.com'>"
+    "<font color='#22c70d'>pardo.example.com</font></a>. "
+    "You can provide feedback or get support via "
+    "<a href='mailto:support@pardo.example.com?subject=PARDO%20feedback'>"
+    "<font color='#22c70d'>support@pardo.example.com</font></a>. "
+    "Both will be appreciated.";
+
+QLabel* bodyText(const QString& text) {
+    auto* label = new QLabel(text);
+    label->setWordWrap(true);
+    QFont font = label->font();
+    font.setPointSize(15);
+    label->setFont(font);
+    return label;
+}
+
+QWidget* section(const QString& heading, QLabel* body, const QMargins& margins) {
+    auto* widget = new QWidget;
+    auto* column = new QVBoxLayout(widget);
+    column->setContentsMargins(margins);
+    auto* title = new QLabel(heading);
+    QFont font = title->font();
+    font.setBold(true);
+    title->setFont(font);
+    column->addWidget(title);
+    column->addWidget(body);
+    return widget;
+}
+
+TaskWindowButton* sidebarButton(const char* icon, const char* name) {
+    auto* button = new TaskWindowButton;
+    button->setObjectName(QLatin1String(name));
+    button->setIcon(QIcon(QStringLiteral(":/images/") + QLatin1String(icon)));
+    button->setIconSize(QSize(70, 70));
+    return button;
+}
+
+} // namespace
+
+SettingsWindow::SettingsWindow(QWidget* parent)
+    : QMainWindow(parent)
+    , snoozeIntervalEdit(nullptr) {
+    StackedWindow::enable(this);
+    setWindowTitle(QStringLiteral("Pardo Reminder"));
+
+    auto* central = new QWidget;
+    auto* layout = new QHBoxLayout(central);
+    layout->setContentsMargins(0, 0, 0, 0);
+
+    auto* area = new QScrollArea;
+    area->setFrameStyle(0);
+    area->setWidgetResizable(true);
+    layout->addWidget(area);
+
+    auto* content = new QWidget;
+    auto* column = new QVBoxLayout(content);
+    auto* grid = new QGridLayout;
+    column->addLayout(grid);
+    column->addStretch();
+
+    grid->setRowMinimumHeight(0, 84);
+    grid->setColumnMinimumWidth(1, 410);
+    grid->addWidget(new QLabel(QStringLiteral("Snooze interval (min):")), 0, 0);
+    snoozeIntervalEdit = new QLineEdit(QString::number(getSnoozeIntervalFromDatabase()));
+    snoozeIntervalEdit->setObjectName(QStringLiteral("snoozeIntervalEdit"));
+    snoozeIntervalEdit->setMaximumWidth(100);
+    snoozeIntervalEdit->setInputMethodHints(Qt::ImhDigitsOnly);
+    snoozeIntervalEdit->setValidator(new StrictIntValidator(1, 99, snoozeIntervalEdit));
+    grid->addWidget(snoozeIntervalEdit, 0, 1);
+
+    QLabel* quickStart = bodyText(QStringLiteral(
+        "Tap the task once to select it if you want to change or delete it. Tap it twice to "
+        "activate and deactivate it. That's it - fast and simple!"));
+    quickStart->setObjectName(QStringLiteral("quickStartText"));
+    grid->addWidget(section(QStringLiteral("Quick start"), quickStart, QMargins(0, 0, 0, 0)), 1, 0,
+                    1, 2);
+
+    QLabel* about = bodyText(QString::fromLatin1(kAboutText));
+    about->setObjectName(QStringLiteral("aboutText"));
+    about->setTextFormat(Qt::RichText);
+    about->setOpenExternalLinks(true);
+    grid->addWidget(section(QStringLiteral("Feedback and support"), about, QMargins(0, 12, 0, 0)),
+                    2, 0, 1, 2);
+
+    area->setWidget(content);
+
+    auto* sidebar = new QVBoxLayout;
+    sidebar->setContentsMargins(0, 0, 0, 0);
+    sidebar->setSpacing(0);
+    TaskWindowButton* cancel = sidebarButton("icon_cancel.png", "cancelButton");
+    connect(cancel, &TaskWindowButton::clicked, this, &SettingsWindow::close);
+    sidebar->addWidget(cancel);
+    sidebar->addStretch();
+    TaskWindowButton* accept = sidebarButton("icon_accept.png", "acceptButton");
+    connect(accept, &TaskWindowButton::clicked, this, &SettingsWindow::saveSettings);
+    sidebar->addWidget(accept);
+    layout->addLayout(sidebar);
+
+    setCentralWidget(central);
+    snoozeIntervalEdit->setFocus();
+}
+
+int SettingsWindow::getSnoozeIntervalFromDatabase() {
+    QSqlQuery query{QString(), QSqlDatabase()};
+    if (!query.exec(QStringLiteral("SELECT value FROM meta WHERE name = 'gs_snooze_interval'"))) {
+        return kDefaultSnooze;
+    }
+    if (query.next()) {
+        return query.value(0).toInt();
+    }
+    // The row comes into being the first time the settings are opened.
+    QSqlQuery insert{QString(), QSqlDatabase()};
+    insert.exec(QStringLiteral(
+        "INSERT INTO meta (id, name, value) VALUES (NULL, 'gs_snooze_interval', '10')"));
+    return kDefaultSnooze;
+}
+
+void SettingsWindow::saveSettings() {
+    // Written as it stands: the validator keeps it to digits, an empty field stays empty.
+    QSqlQuery query{QString(), QSqlDatabase()};
+    if (!query.exec(QStringLiteral("UPDATE meta SET value = '%1' WHERE name = 'gs_snooze_interval'")
+                        .arg(snoozeIntervalEdit->text()))) {
+        return;
+    }
+    QMaemo5InformationBox::information(nullptr, QStringLiteral("Settings saved."), 3000);
+    close();
+}

@@ -1,0 +1,414 @@
+#include "taskwindow.h"
+
+#include <QButtonGroup>
+#include <QComboBox>
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QScrollArea>
+#include <QVBoxLayout>
+
+#include "alarmswidget.h"
+#include "newtaskbutton.h"
+#include "qmaemo5datepickselector.h"
+#include "qmaemo5timepickselector.h"
+#include "qmaemo5valuebutton.h"
+#include "repetitionswidget.h"
+#include "stackedwindow.h"
+#include "task.h"
+#include "taskmanager.h"
+#include "taskwindowbutton.h"
+
+namespace {
+
+const int kTitleLength = 20;
+
+// Failed conversions count as 0, which every range check below rejects or accepts as such.
+int toNumber(const QString& text) {
+    bool ok = false;
+    const int number = text.toInt(&ok, 10);
+    return ok ? number : 0;
+}
+
+void refuse(const QString& title, const QString& text) {
+    QMessageBox::critical(nullptr, title, text, QMessageBox::Ok);
+}
+
+QLineEdit* titleField(const Task* task) {
+    auto* edit = new QLineEdit(task ? task->name() : QString());
+    edit->setObjectName(QStringLiteral("titleEdit"));
+    edit->setMaxLength(kTitleLength);
+    edit->setFixedWidth(300);
+    return edit;
+}
+
+TaskWindowButton* sidebarButton(const char* icon) {
+    auto* button = new TaskWindowButton;
+    button->setIcon(QIcon(QStringLiteral(":/images/") + QLatin1String(icon)));
+    button->setIconSize(QSize(70, 70));
+    return button;
+}
+
+QScrollArea* scrollArea() {
+    auto* area = new QScrollArea;
+    area->setFrameStyle(0);
+    area->setWidgetResizable(true);
+    return area;
+}
+
+} // namespace
+
+TaskWindow::TaskWindow(TaskManager& taskManager, QWidget* parent)
+    : QMainWindow(parent)
+    , alarmsWidget(nullptr)
+    , repetitionsWidget(nullptr)
+    , taskManager(taskManager)
+    , titleEdit(nullptr)
+    , dateButton(nullptr)
+    , timeButton(nullptr) {
+    StackedWindow::enable(this);
+    setWindowTitle(QStringLiteral("Pardo Reminder"));
+
+    auto* central = new QWidget;
+    auto* layout = new QHBoxLayout(central);
+    layout->setContentsMargins(0, 0, 0, 0);
+    auto* grid = new QGridLayout;
+    layout->addStretch();
+    layout->addLayout(grid);
+    layout->addStretch();
+    setCentralWidget(central);
+
+    const Task* focused = taskManager.focusedTask();
+    if (!focused) {
+        displayTaskTypeSelection(grid);
+    } else if (focused->type() == Task::T) {
+        displayTaskT();
+    } else {
+        displayTaskD();
+    }
+}
+
+void TaskWindow::displayEditTaskLayout() {
+    const Task* focused = taskManager.focusedTask();
+    if (focused && focused->type() == Task::T) {
+        displayTaskT();
+    } else {
+        displayTaskD();
+    }
+}
+
+QDate TaskWindow::getStartDate() const {
+    auto* selector =
+        dateButton ? qobject_cast<QMaemo5DatePickSelector*>(dateButton->pickSelector()) : nullptr;
+    return selector ? selector->currentDate() : QDate();
+}
+
+void TaskWindow::removeAllWidgets() {
+    delete centralWidget();
+    alarmsWidget = nullptr;
+    repetitionsWidget = nullptr;
+    titleEdit = nullptr;
+    dateButton = nullptr;
+    timeButton = nullptr;
+}
+
+void TaskWindow::displayTaskTypeSelection(QGridLayout* layout) {
+    layout->setHorizontalSpacing(80);
+
+    layout->addWidget(new QLabel(QStringLiteral("Create a new task starting")), 0, 0, 1, 2,
+                      Qt::AlignCenter);
+
+    auto* countdown = new NewTaskButton;
+    countdown->setObjectName(QStringLiteral("typeTButton"));
+    countdown->setIcon(QIcon(QStringLiteral(":/images/icon_stopwatch.png")));
+    countdown->setIconSize(QSize(140, 140));
+    connect(countdown, &NewTaskButton::clicked, this, &TaskWindow::displayTaskT);
+    layout->addWidget(countdown, 1, 0, Qt::AlignCenter);
+
+    auto* dated = new NewTaskButton;
+    dated->setObjectName(QStringLiteral("typeDButton"));
+    dated->setIcon(QIcon(QStringLiteral(":/images/icon_calendar_big.png")));
+    dated->setIconSize(QSize(140, 140));
+    connect(dated, &NewTaskButton::clicked, this, &TaskWindow::displayTaskD);
+    layout->addWidget(dated, 1, 1, Qt::AlignCenter);
+
+    layout->addWidget(new QLabel(QStringLiteral("From activation time")), 2, 0, Qt::AlignCenter);
+    layout->addWidget(new QLabel(QStringLiteral("At fixed date & time")), 2, 1, Qt::AlignCenter);
+}
+
+void TaskWindow::displayTaskT() {
+    removeAllWidgets();
+    const Task* focused = taskManager.focusedTask();
+
+    auto* central = new QWidget;
+    auto* layout = new QHBoxLayout(central);
+    layout->setContentsMargins(0, 0, 0, 0);
+
+    QScrollArea* area = scrollArea();
+    layout->addWidget(area);
+    auto* content = new QWidget;
+    auto* column = new QVBoxLayout(content);
+    auto* grid = new QGridLayout;
+    column->addLayout(grid);
+
+    auto* titleLabel = new QLabel(QStringLiteral("Title"));
+    titleLabel->setMinimumHeight(84);
+    grid->addWidget(titleLabel, 0, 0);
+    titleEdit = titleField(focused);
+    grid->addWidget(titleEdit, 0, 1);
+    grid->addWidget(new QLabel(QStringLiteral("(20 characters max)")), 0, 2);
+
+    addAlarmsWidget(column, true);
+    column->addStretch();
+    area->setWidget(content);
+
+    auto* sidebar = new QVBoxLayout;
+    sidebar->setContentsMargins(0, 0, 0, 0);
+    sidebar->setSpacing(0);
+    TaskWindowButton* cancel = sidebarButton("icon_cancel.png");
+    cancel->setObjectName(QStringLiteral("cancelButton"));
+    connect(cancel, &TaskWindowButton::clicked, this, &TaskWindow::close);
+    sidebar->addWidget(cancel);
+    sidebar->addStretch();
+    TaskWindowButton* accept = sidebarButton("icon_accept.png");
+    accept->setObjectName(QStringLiteral("acceptButton"));
+    connect(accept, &TaskWindowButton::clicked, this, &TaskWindow::saveTaskT);
+    sidebar->addWidget(accept);
+    layout->addLayout(sidebar);
+
+    setCentralWidget(central);
+    // On a window already shown, the new screen would otherwise appear one event later.
+    central->show();
+    titleEdit->setFocus();
+}
+
+void TaskWindow::displayTaskD() {
+    removeAllWidgets();
+
+    auto* central = new QWidget;
+    auto* layout = new QHBoxLayout(central);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+
+    QScrollArea* area = scrollArea();
+    layout->addWidget(area);
+    auto* content = new QWidget;
+    content->setContentsMargins(0, 0, 0, 0);
+    auto* column = new QVBoxLayout(content);
+    column->setSpacing(0);
+    // The date panel comes first: the repetitions ask for its date while they are built.
+    QWidget* dtWidget = addDtWidget(column);
+    addAlarmsWidget(column, false);
+    addRepetitionsWidget(column);
+    column->addStretch();
+    area->setWidget(content);
+
+    auto* sidebar = new QVBoxLayout;
+    sidebar->setContentsMargins(0, 0, 0, 0);
+    sidebar->setSpacing(0);
+
+    TaskWindowButton* cancel = sidebarButton("icon_cancel.png");
+    cancel->setObjectName(QStringLiteral("cancelButton"));
+    connect(cancel, &TaskWindowButton::clicked, this, &TaskWindow::close);
+
+    TaskWindowButton* repeat = sidebarButton("icon_repeat.png");
+    repeat->setObjectName(QStringLiteral("repeatButton"));
+    repeat->setCheckable(true);
+    RepetitionsWidget* repetitions = repetitionsWidget;
+    AlarmsWidget* alarms = alarmsWidget;
+    connect(repeat, &TaskWindowButton::clicked, this, [repetitions, alarms, dtWidget] {
+        repetitions->show();
+        repetitions->updateMonthlyClarificationLabel();
+        repetitions->updateWeeklyDayOfWeekButtons();
+        dtWidget->hide();
+        alarms->hide();
+    });
+
+    TaskWindowButton* alarm = sidebarButton("icon_alarm.png");
+    alarm->setObjectName(QStringLiteral("alarmButton"));
+    alarm->setCheckable(true);
+    connect(alarm, &TaskWindowButton::clicked, this, [repetitions, alarms, dtWidget] {
+        alarms->show();
+        dtWidget->hide();
+        repetitions->hide();
+    });
+
+    TaskWindowButton* calendar = sidebarButton("icon_calendar.png");
+    calendar->setObjectName(QStringLiteral("calendarButton"));
+    calendar->setCheckable(true);
+    calendar->setChecked(true);
+    connect(calendar, &TaskWindowButton::clicked, this, [repetitions, alarms, dtWidget] {
+        dtWidget->show();
+        repetitions->hide();
+        alarms->hide();
+    });
+
+    TaskWindowButton* accept = sidebarButton("icon_accept.png");
+    accept->setObjectName(QStringLiteral("acceptButton"));
+    connect(accept, &TaskWindowButton::clicked, this, &TaskWindow::saveTaskD);
+
+    auto* panels = new QButtonGroup(this);
+    panels->setExclusive(true);
+    panels->addButton(repeat);
+    panels->addButton(alarm);
+    panels->addButton(calendar);
+
+    for (TaskWindowButton* button : {cancel, repeat, alarm, calendar, accept}) {
+        sidebar->addWidget(button);
+    }
+    sidebar->addStretch();
+    layout->addLayout(sidebar);
+
+    setCentralWidget(central);
+    // On a window already shown, the new screen would otherwise appear one event later.
+    central->show();
+    titleEdit->setFocus();
+}
+
+QWidget* TaskWindow::addDtWidget(QVBoxLayout* layout) {
+    const Task* focused = taskManager.focusedTask();
+    auto* panel = new QWidget;
+    panel->setObjectName(QStringLiteral("dtWidget"));
+    auto* grid = new QGridLayout(panel);
+
+    auto* titleLabel = new QLabel(QStringLiteral("Title"));
+    titleLabel->setMinimumHeight(84);
+    titleLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    grid->addWidget(titleLabel, 0, 0);
+    titleEdit = titleField(focused);
+    grid->addWidget(titleEdit, 0, 1);
+    grid->addWidget(new QLabel(QStringLiteral("(20 characters max)")), 0, 2);
+
+    timeButton = new QMaemo5ValueButton(QStringLiteral("Time:"));
+    timeButton->setObjectName(QStringLiteral("timeButton"));
+    timeButton->setValueLayout(QMaemo5ValueButton::ValueBesideText);
+    auto* timeSelector = new QMaemo5TimePickSelector;
+    timeSelector->setCurrentTime(focused ? focused->time() : QTime::currentTime());
+    timeButton->setPickSelector(timeSelector);
+    grid->addWidget(timeButton, 1, 0, 1, -1);
+
+    dateButton = new QMaemo5ValueButton(QStringLiteral("Date:"));
+    dateButton->setObjectName(QStringLiteral("dateButton"));
+    dateButton->setValueLayout(QMaemo5ValueButton::ValueBesideText);
+    auto* dateSelector = new QMaemo5DatePickSelector;
+    dateSelector->setCurrentDate(focused ? focused->date() : QDate::currentDate());
+    dateButton->setPickSelector(dateSelector);
+    grid->addWidget(dateButton, 2, 0, 1, -1);
+
+    layout->addWidget(panel);
+    return panel;
+}
+
+void TaskWindow::addAlarmsWidget(QVBoxLayout* layout, bool isTaskT) {
+    alarmsWidget = new AlarmsWidget(isTaskT, taskManager.focusedTask(), nullptr);
+    layout->addWidget(alarmsWidget);
+    if (!isTaskT) {
+        alarmsWidget->hide();
+    }
+}
+
+void TaskWindow::addRepetitionsWidget(QVBoxLayout* layout) {
+    repetitionsWidget = new RepetitionsWidget(*this, taskManager.focusedTask(), nullptr);
+    layout->addWidget(repetitionsWidget);
+    repetitionsWidget->hide();
+}
+
+bool TaskWindow::validateTaskT() {
+    if (titleEdit->text().length() == 0) {
+        refuse(QStringLiteral("Missing title"), QStringLiteral("Every task must have a title."));
+        return false;
+    }
+    for (int i = 0; i < alarmsWidget->alarmsNo(); ++i) {
+        const int number = toNumber(alarmsWidget->getNumber(i)->text());
+        if (number < 0 || number > 99) {
+            refuse(QStringLiteral("Invalid alarm offset"),
+                   QStringLiteral("Every alarm must have an offset between 0 and 99."));
+            return false;
+        }
+    }
+    return true;
+}
+
+bool TaskWindow::validateTaskD() {
+    if (titleEdit->text().length() == 0) {
+        refuse(QStringLiteral("Missing title"), QStringLiteral("Every task must have a title."));
+        return false;
+    }
+    for (int i = 0; i < alarmsWidget->alarmsNo(); ++i) {
+        // Same range as for T: the sign is the row's toggle, only the wording names -99.
+        const int number = toNumber(alarmsWidget->getNumber(i)->text());
+        if (number < 0 || number > 99) {
+            refuse(QStringLiteral("Invalid alarm offset"),
+                   QStringLiteral("Every alarm must have an offset between -99 and 99."));
+            return false;
+        }
+    }
+    const int repetition = repetitionsWidget->repeatTypeGroup->checkedId();
+    if (repetition == RepeatNever) {
+        return true;
+    }
+    const int interval = toNumber(repetitionsWidget->repeatIntervalNumberEdit->text());
+    if (interval < 1 || interval > 99) {
+        refuse(QStringLiteral("Invalid repeat interval"),
+               QStringLiteral("Repeat interval units must be between 1 and 99."));
+        return false;
+    }
+    if (repetition == RepeatXTimes) {
+        const int stop = toNumber(repetitionsWidget->repeatStopNumberEdit->text());
+        if (stop < 2 || stop > 99) {
+            refuse(QStringLiteral("Invalid repeat stop criteria"),
+                   QStringLiteral("Repeat stop number must be between 2 and 99."));
+            return false;
+        }
+    }
+    return true;
+}
+
+void TaskWindow::saveTaskT() {
+    if (!validateTaskT()) {
+        return;
+    }
+    auto* task = new Task(taskManager, 0, titleEdit->text(), true, Task::T, nullptr);
+    // A T task's alarms always count after activation; the toggle is not read.
+    for (int i = 0; i < alarmsWidget->alarmsNo(); ++i) {
+        task->addAlarm(false, toNumber(alarmsWidget->getNumber(i)->text()),
+                       static_cast<Alarm::Unit>(alarmsWidget->getUnit(i)->currentIndex()),
+                       alarmsWidget->getDescription(i)->text());
+    }
+    if (taskManager.focusedTask()) {
+        taskManager.saveSelectedTaskChanges(*task);
+        // The manager only read it.
+        delete task;
+    } else {
+        taskManager.addTask(*task);
+    }
+    close();
+}
+
+void TaskWindow::saveTaskD() {
+    // The weekday of the chosen date must be among the repeat days before anything is read.
+    repetitionsWidget->updateWeeklyDayOfWeekButtons();
+    if (!validateTaskD()) {
+        return;
+    }
+    auto* dateSelector = qobject_cast<QMaemo5DatePickSelector*>(dateButton->pickSelector());
+    auto* timeSelector = qobject_cast<QMaemo5TimePickSelector*>(timeButton->pickSelector());
+    auto* task = new Task(taskManager, 0, titleEdit->text(), true, Task::D, nullptr);
+    task->setDate(dateSelector->currentDate());
+    task->setTime(timeSelector->currentTime());
+    for (int i = 0; i < alarmsWidget->alarmsNo(); ++i) {
+        task->addAlarm(alarmsWidget->getIsBefore(i), toNumber(alarmsWidget->getNumber(i)->text()),
+                       static_cast<Alarm::Unit>(alarmsWidget->getUnit(i)->currentIndex()),
+                       alarmsWidget->getDescription(i)->text());
+    }
+    task->defineRepetition(repetitionsWidget);
+    if (taskManager.focusedTask()) {
+        taskManager.saveSelectedTaskChanges(*task);
+        delete task;
+    } else {
+        taskManager.addTask(*task);
+    }
+    close();
+}

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <QPushButton>
+
+// The big image button of the editors' right-hand sidebars.
+class TaskWindowButton : public QPushButton {
+    Q_OBJECT
+public:
+    explicit TaskWindowButton(QWidget* parent = nullptr);
+};
