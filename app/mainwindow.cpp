@@ -6,8 +6,10 @@
 #include <QVBoxLayout>
 
 #include "actionbutton.h"
+#include "settingswindow.h"
 #include "stackedwindow.h"
 #include "taskmanager.h"
+#include "taskwindow.h"
 
 MainWindow::MainWindow(TaskManager& taskManager, QWidget* parent)
     : QMainWindow(parent)
@@ -86,12 +88,14 @@ int MainWindow::alarm_triggered(int taskId, int alarmNo) {
 }
 
 void MainWindow::addTask(const QString& /*name*/) {
-    // The task editor decides by itself whether it edits the selected task or
-    // makes a new one; it is not part of the application yet.
+    // The editor asks the manager by itself whether it edits the selected task.
+    auto* window = new TaskWindow(taskManager, this);
+    window->show();
 }
 
 void MainWindow::displaySettingsWindow() {
-    // The settings window is not part of the application yet.
+    auto* window = new SettingsWindow(this);
+    window->show();
 }
 
 void MainWindow::removeTask() {

@@ -22,3 +22,28 @@ QDateTime Alarm::addAlarmOffset(const QDateTime& base) const {
     }
     return base;
 }
+
+QDateTime Alarm::getNextOccurrence() const {
+    const QDateTime now = QDateTime::currentDateTime();
+    int n = 1;
+    QDateTime occurrence = task.nthRepetitionFromDateTime(now, n);
+    QDateTime t = addAlarmOffset(occurrence);
+    // An alarm before its occurrence may still lie in the past: step on to later occurrences.
+    while (!(now < t)) {
+        ++n;
+        const QDateTime next = task.nthRepetitionFromDateTime(now, n);
+        // A repetition that no longer moves has no later moment for this alarm.
+        if (next.isNull() || (next == occurrence && next.date() == occurrence.date() &&
+                              next.time() == occurrence.time())) {
+            return QDateTime();
+        }
+        occurrence = next;
+        t = addAlarmOffset(occurrence);
+    }
+    // "Forever" ends at the start, so only a first occurrence still ahead passes here.
+    const QDateTime end = task.calculateEndDateTime();
+    if (end < t) {
+        return QDateTime();
+    }
+    return t;
+}

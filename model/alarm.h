@@ -20,6 +20,9 @@ public:
     QString description() const { return description_; }
 
     QDateTime addAlarmOffset(const QDateTime& base) const;
+    // The first moment after now at which this alarm of a repeating task is due;
+    // invalid once the repetition has ended.
+    QDateTime getNextOccurrence() const;
 
 private:
     bool isBefore_;

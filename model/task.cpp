@@ -1,7 +1,12 @@
 #include "task.h"
 
+#include <QAbstractButton>
+#include <QButtonGroup>
+#include <QComboBox>
 #include <QGridLayout>
+#include <QLineEdit>
 
+#include "repetitionswidget.h"
 #include "taskbutton.h"
 #include "taskmanager.h"
 
@@ -85,4 +90,32 @@ bool Task::operator<(const Task& other) const {
         return active_;
     }
     return name_ < other.name_;
+}
+
+void Task::defineRepetition(RepetitionsWidget* widget) {
+    repetition_ = widget->repeatTypeGroup->checkedId();
+    // "Never" leaves every other repetition field at its default.
+    if (repetition_ == RepeatNever) {
+        return;
+    }
+    if (repetition_ == RepeatUntilDate) {
+        repetitionStopDate_ = widget->getRepetitionStopDate();
+    } else if (repetition_ == RepeatXTimes) {
+        repetitionStopNumber_ = widget->repeatStopNumberEdit->text().toInt(nullptr, 10);
+    }
+    repeatIntervalNumber_ = widget->repeatIntervalNumberEdit->text().toInt(nullptr, 10);
+    repeatIntervalType_ = widget->repeatIntervalTypeCombo->currentIndex();
+    if (repeatIntervalType_ == IntervalWeeks) {
+        weeklyRepeatDays_.clear();
+        const int days = widget->weekDaysGroup->buttons().size();
+        // Ascending, Monday first, whatever order the days were checked in.
+        for (int day = 1; day <= days; ++day) {
+            QAbstractButton* button = widget->weekDaysGroup->button(day);
+            if (button && button->isChecked()) {
+                weeklyRepeatDays_.append(day);
+            }
+        }
+    } else if (repeatIntervalType_ == IntervalMonths) {
+        monthlyRepeatType_ = widget->monthlyRepeatTypeGroup->checkedId();
+    }
 }

@@ -10,6 +10,7 @@
 #include "alarm.h"
 
 class QGridLayout;
+class RepetitionsWidget;
 class TaskButton;
 class TaskManager;
 
@@ -53,10 +54,16 @@ public:
     void setName(const QString& name) { name_ = name; }
     void setDate(const QDate& date) { date_ = date; }
     void setTime(const QTime& time) { time_ = time; }
+    // All repetition fields at once, as a stored row would give them.
+    void setRepetitionFields(int repetition, int stopNumber, const QDate& stopDate,
+                             int intervalNumber, int intervalType, const QList<int>& weekdays,
+                             int monthlyType);
 
     int noOfAlarms() const { return alarms.size(); }
     Alarm* getAlarm(int index) const { return alarms.at(index); }
     void addAlarm(bool isBefore, int units, Alarm::Unit unitType, const QString& description);
+    // Copies the repetition editor's choice into this freshly built task.
+    void defineRepetition(RepetitionsWidget* widget);
 
     bool hasRepetition() const;
     bool hasTrivialRepetition() const;
@@ -67,6 +74,10 @@ public:
     TaskButton* taskButton() const { return button; }
 
     bool operator<(const Task& other) const;
+    QDateTime nthRepetitionFromDateTime(const QDateTime& from, int n) const;
+    QDateTime nthRepetition(int n) const;
+    QDateTime calculateEndDateTime() const;
+    int getNumberOfRepetitionsFromDateTime(const QDateTime* from) const;
 
     void insertCoreDataToDatabase();
     void insertAlarmsDataToDatabase();

@@ -7,6 +7,7 @@ PARDO_PACKAGES=(
     cmake ninja-build g++ pkg-config
     qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite libsqlite3-dev libgl-dev
     dbus dbus-daemon fonts-dejavu-core
+    libdbus-1-dev libcanberra-dev libcanberra-pulse sound-theme-freedesktop
 )
 
 pardo_say() { printf '%s\n' "$*" >&2; }

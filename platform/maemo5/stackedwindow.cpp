@@ -1,5 +1,6 @@
 #include "stackedwindow.h"
 
+#include <QApplication>
 #include <QEvent>
 #include <QWidget>
 
@@ -37,6 +38,14 @@ bool StackedWindow::eventFilter(QObject* watched, QEvent* event) {
             below->show();
             below->raise();
             below->activateWindow();
+            // A note shown just before closing (such as "Task saved.") stays above the window
+            // that comes back.
+            const QWidgetList windows = QApplication::topLevelWidgets();
+            for (QWidget* other : windows) {
+                if (other->windowType() == Qt::ToolTip && other->isVisible()) {
+                    other->raise();
+                }
+            }
         }
     }
     return QObject::eventFilter(watched, event);

@@ -1,0 +1,238 @@
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusReply>
+
+#include "daemonclient.h"
+#include "mainwindow.h"
+#include "pardotest.h"
+#include "silentsounddevice.h"
+#include "task.h"
+#include "taskbutton.h"
+#include "taskmanager.h"
+#include "testdatabase.h"
+
+using DaemonClient::Event;
+using DaemonClient::text;
+
+namespace {
+
+const QString kDaemon = QStringLiteral("org.velmar.alarmd");
+const QString kApp = QStringLiteral("org.velmar.pardoreminder");
+
+// Answers the open dialog of `cookie` with button `index`; false while no dialog is open.
+bool respond(cookie_t cookie, int index) {
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        kDaemon, QStringLiteral("/org/velmar/alarmd"), QStringLiteral("org.velmar.alarmd"),
+        QStringLiteral("respond"));
+    call << qlonglong(cookie) << index;
+    QDBusReply<bool> reply = QDBusConnection::sessionBus().call(call, QDBus::Block, 5000);
+    return reply.isValid() && reply.value();
+}
+
+// Waits for the dialog of `cookie` and presses button `index` (QTRY would press it twice).
+bool respondWithin(cookie_t cookie, int index, int timeoutMs) {
+    return QTest::qWaitFor([cookie, index] { return respond(cookie, index); }, timeoutMs);
+}
+
+// The PARDO events of one task that carry the dialog buttons.
+std::vector<Event> dialogEventsOf(int taskId) {
+    std::vector<Event> found;
+    for (Event& event : DaemonClient::events("PARDO")) {
+        if (alarm_event_get_attr_int(event.get(), "task_id", 0) == taskId &&
+            alarm_event_get_action_count(event.get()) == 3) {
+            found.push_back(std::move(event));
+        }
+    }
+    return found;
+}
+
+Event callbackEvent(int taskId, int alarmNo, time_t when) {
+    Event event(alarm_event_create());
+    alarm_event_set_alarm_appid(event.get(), "PARDO");
+    alarm_event_set_title(event.get(), "PARDO");
+    alarm_event_set_attr_int(event.get(), "task_id", taskId);
+    event->alarm_time = when;
+    alarm_action_t* action = alarm_event_add_actions(event.get(), 1);
+    alarm_action_set_dbus_service(action, "org.velmar.pardoreminder");
+    alarm_action_set_dbus_path(action, "/org/velmar/pardoreminder");
+    alarm_action_set_dbus_interface(action, "org.velmar.pardoreminder");
+    alarm_action_set_dbus_name(action, "alarm_triggered");
+    int32_t task = taskId;
+    int32_t alarm = alarmNo;
+    alarm_action_set_dbus_args(action, DBUS_TYPE_INT32, &task, DBUS_TYPE_INT32, &alarm,
+                               DBUS_TYPE_INVALID);
+    action->flags = 0x1022;
+    return event;
+}
+
+} // namespace
+
+// The application, the alarm daemon and the session bus together, as a user has them.
+class TestAlarmFlow : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+    void cleanupTestCase();
+    void activatingCountdownOpensDialog();
+    void pardoButtonStartsTheApplication();
+    void weeklyCallbackReachesFreshApplication();
+    void callbackBeyondTheAlarmListShowsBareName();
+
+private:
+    void insertWeeklyTask();
+    Task* inMemoryWeeklyTask();
+
+    std::unique_ptr<TaskManager> manager;
+};
+
+void TestAlarmFlow::initTestCase() {
+    QVERIFY(SilentSoundDevice::install());
+    const QString services = TestEnvironment::current()->root() + QStringLiteral("/bus/services");
+    QVERIFY(DaemonClient::writeServiceFile(services, kDaemon, QStringLiteral(PARDO_ALARMD_PATH)));
+    QVERIFY(DaemonClient::writeServiceFile(services, kApp, QStringLiteral(PARDO_REMINDER_PATH)));
+}
+
+void TestAlarmFlow::init() {
+    // One HOME for the whole run: the bus starts the application with the bus's own environment.
+    manager = std::make_unique<TaskManager>();
+    for (cookie_t cookie : DaemonClient::cookies("")) {
+        QVERIFY(cookie > 0);
+        alarmd_event_del(cookie);
+    }
+}
+
+void TestAlarmFlow::cleanup() {
+    QVERIFY(DaemonClient::stopService(kApp));
+    manager.reset();
+    TestDatabase::dropDefaultConnection();
+}
+
+void TestAlarmFlow::cleanupTestCase() {
+    QVERIFY(DaemonClient::stopService(kDaemon));
+}
+
+void TestAlarmFlow::insertWeeklyTask() {
+    const QDate today = QDate::currentDate();
+    TestDatabase::exec(QStringLiteral("DELETE FROM tasks WHERE id = 30"));
+    TestDatabase::exec(QStringLiteral("DELETE FROM alarms WHERE task_id = 30"));
+    TestDatabase::exec(QStringLiteral("DELETE FROM repetitions WHERE task_id = 30"));
+    QVERIFY(TestDatabase::exec(QStringLiteral("INSERT INTO tasks (id, name, active, type, date, "
+                                              "time) VALUES (30, 'Weekly walk', 1, 2, "
+                                              "'%1', '06:45')")
+                                   .arg(today.addDays(-20).toString(Qt::ISODate))));
+    QVERIFY(TestDatabase::exec(QStringLiteral(
+        "INSERT INTO alarms (task_id, is_before, units, unit_type, description) VALUES "
+        "(30, 1, 15, 0, 'shoes')")));
+    QVERIFY(TestDatabase::exec(
+        QStringLiteral(
+            "INSERT INTO repetitions (task_id, repeat_type, repeat_units, repeat_stop_date, "
+            "repeat_interval_type, repeat_interval_units, extra_data) VALUES "
+            "(30, 3, 0, '%1', 3, 1, 'W:1:2:3:4:5:6:7')")
+            .arg(today.addDays(60).toString(Qt::ISODate))));
+}
+
+Task* TestAlarmFlow::inMemoryWeeklyTask() {
+    manager->loadTasks();
+    for (Task* task : manager->allTasks()) {
+        if (task->id() == 30) {
+            return task;
+        }
+    }
+    return nullptr;
+}
+
+void TestAlarmFlow::activatingCountdownOpensDialog() {
+    // The seed task is a countdown with one alarm at 0 minutes.
+    MainWindow window(*manager);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    Task* seed = manager->allTasks().first();
+    QCOMPARE(seed->name(), QStringLiteral("Initial"));
+    QTest::mouseDClick(window.windowHandle(), Qt::LeftButton, {},
+                       seed->taskButton()->mapTo(&window, QPoint(150, 50)));
+    QVERIFY(seed->active());
+
+    std::vector<Event> placed = dialogEventsOf(1);
+    QCOMPARE(placed.size(), size_t(1));
+    const cookie_t cookie = placed[0]->cookie;
+    // The dialog is up within two seconds: "Stop" can be pressed.
+    QVERIFY(respondWithin(cookie, 0, 2000));
+    // Answered and one-shot: the event is gone.
+    QTRY_VERIFY(dialogEventsOf(1).empty());
+
+    // Switching it off withdraws what a new activation placed.
+    QTest::mouseDClick(window.windowHandle(), Qt::LeftButton, {},
+                       seed->taskButton()->mapTo(&window, QPoint(150, 50)));
+    QVERIFY(!seed->active());
+    QVERIFY(DaemonClient::events("PARDO").empty());
+}
+
+void TestAlarmFlow::pardoButtonStartsTheApplication() {
+    QVERIFY(!DaemonClient::isRunning(kApp));
+    manager->loadTasks();
+    // The dialog the application asks for when an alarm fires.
+    manager->handleAlarmTriggeredForTask(1, 0);
+    std::vector<Event> placed = dialogEventsOf(1);
+    QCOMPARE(placed.size(), size_t(1));
+    QCOMPARE(text(alarm_event_get_message(placed[0].get())), QStringLiteral("Initial"));
+    // "PARDO" is the third button: it calls top_application, which starts the application.
+    QVERIFY(respondWithin(placed[0]->cookie, 2, 5000));
+    QTRY_VERIFY_WITH_TIMEOUT(DaemonClient::isRunning(kApp), 20000);
+
+    // With the application running, the same button only brings it up.
+    manager->handleAlarmTriggeredForTask(1, 0);
+    placed = dialogEventsOf(1);
+    QCOMPARE(placed.size(), size_t(1));
+    QVERIFY(respondWithin(placed[0]->cookie, 2, 5000));
+    QTest::qWait(200);
+    QVERIFY(DaemonClient::isRunning(kApp));
+}
+
+void TestAlarmFlow::weeklyCallbackReachesFreshApplication() {
+    insertWeeklyTask();
+    Task* weekly = inMemoryWeeklyTask();
+    QVERIFY(weekly);
+    QVERIFY(!DaemonClient::isRunning(kApp));
+    Event due = callbackEvent(30, 0, time(nullptr) + 1);
+    QVERIFY(alarmd_event_add(due.get()) > 0);
+
+    // The daemon's call starts the application, which places the next occurrence and the dialog.
+    QTRY_VERIFY_WITH_TIMEOUT(DaemonClient::isRunning(kApp), 20000);
+    QTRY_VERIFY_WITH_TIMEOUT(dialogEventsOf(30).size() == 1, 20000);
+    std::vector<Event> dialog = dialogEventsOf(30);
+    QCOMPARE(text(alarm_event_get_message(dialog[0].get())), QStringLiteral("Weekly walk - shoes"));
+
+    bool nextPlaced = false;
+    for (const Event& event : DaemonClient::events("PARDO")) {
+        if (alarm_event_get_action_count(event.get()) == 1 &&
+            alarm_event_get_attr_int(event.get(), "task_id", 0) == 30) {
+            QCOMPARE(event->trigger,
+                     time_t(weekly->getAlarm(0)->getNextOccurrence().toSecsSinceEpoch()));
+            nextPlaced = true;
+        }
+    }
+    QVERIFY(nextPlaced);
+    QVERIFY(respondWithin(dialog[0]->cookie, 0, 5000));
+}
+
+void TestAlarmFlow::callbackBeyondTheAlarmListShowsBareName() {
+    insertWeeklyTask();
+    QVERIFY(inMemoryWeeklyTask());
+    // Alarm 4 of a task with one alarm: nothing crashes and the dialog names the task alone.
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        kApp, QStringLiteral("/org/velmar/pardoreminder"), kApp, QStringLiteral("alarm_triggered"));
+    call << 30 << 4;
+    QDBusReply<int> reply = QDBusConnection::sessionBus().call(call, QDBus::Block, 20000);
+    QVERIFY2(reply.isValid(), qPrintable(reply.error().message()));
+    QCOMPARE(reply.value(), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(dialogEventsOf(30).size() == 1, 10000);
+    std::vector<Event> dialog = dialogEventsOf(30);
+    QCOMPARE(text(alarm_event_get_message(dialog[0].get())), QStringLiteral("Weekly walk"));
+    QVERIFY(respondWithin(dialog[0]->cookie, 0, 5000));
+    QVERIFY(DaemonClient::isRunning(kApp));
+}
+
+PARDO_DBUS_TEST_MAIN(TestAlarmFlow)
+#include "tst_alarmflow.moc"
