@@ -5,7 +5,10 @@
 #include "actionbutton.h"
 #include "alarmswidget.h"
 #include "mainwindow.h"
+#include "fingers.h"
+#include "daemonclient.h"
 #include "pardotest.h"
+#include "silentsounddevice.h"
 #include "pickerdriver.h"
 #include "qmaemo5informationbox.h"
 #include "qmaemo5valuebutton.h"
@@ -16,7 +19,20 @@
 #include "taskwindow.h"
 #include "testdatabase.h"
 
+using Fingers::retype;
+using Fingers::tap;
+
 namespace {
+
+std::vector<DaemonClient::Event> eventsOf(int taskId) {
+    std::vector<DaemonClient::Event> found;
+    for (DaemonClient::Event& event : DaemonClient::events("PARDO")) {
+        if (alarm_event_get_attr_int(event.get(), "task_id", 0) == taskId) {
+            found.push_back(std::move(event));
+        }
+    }
+    return found;
+}
 
 QStringList visibleNotes() {
     QStringList texts;
@@ -52,24 +68,13 @@ QStringList rowWrites(const QStringList& statements) {
     return writes;
 }
 
-void retype(QLineEdit* field, const QString& text) {
-    field->setFocus();
-    field->selectAll();
-    QTest::keyClick(field, Qt::Key_Backspace);
-    QTest::keyClicks(field, text);
-}
-
-// Where a finger taps a radio button: on its indicator, not in the empty part of a wide cell.
-void tap(QAbstractButton* button) {
-    QTest::mouseClick(button, Qt::LeftButton, {},
-                      QPoint(qMin(12, button->width() / 2), button->height() / 2));
-}
-
 } // namespace
 
 class TestEditorFlow : public QObject {
     Q_OBJECT
 private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
     void init();
     void cleanup();
     void newTaskButtonOpensEditorOverMainWindow();
@@ -107,9 +112,25 @@ private:
     std::unique_ptr<MainWindow> window;
 };
 
+void TestEditorFlow::initTestCase() {
+    // The real alarm daemon, started by the private bus when the editor first schedules.
+    QVERIFY(SilentSoundDevice::install());
+    QVERIFY(DaemonClient::writeServiceFile(
+        TestEnvironment::current()->root() + QStringLiteral("/bus/services"),
+        QStringLiteral("org.velmar.alarmd"), QStringLiteral(PARDO_ALARMD_PATH)));
+}
+
+void TestEditorFlow::cleanupTestCase() {
+    QVERIFY(DaemonClient::stopService(QStringLiteral("org.velmar.alarmd")));
+}
+
 void TestEditorFlow::init() {
     TestDatabase::freshHome(QString::fromLatin1(QTest::currentTestFunction()));
     manager = std::make_unique<TaskManager>();
+    for (cookie_t cookie : DaemonClient::cookies("")) {
+        QVERIFY(cookie > 0);
+        alarmd_event_del(cookie);
+    }
 }
 
 void TestEditorFlow::cleanup() {
@@ -228,6 +249,13 @@ void TestEditorFlow::createCountdownTask() {
     QTRY_VERIFY(tea->taskButton()->isVisible());
     QCOMPARE(manager->allTasks().first(), tea);
     QCOMPARE(visibleNotes(), QStringList{QStringLiteral("Task saved.")});
+    // The daemon holds one event per alarm, counting from now, with the dialog buttons.
+    std::vector<DaemonClient::Event> teaEvents = eventsOf(tea->id());
+    QCOMPARE(teaEvents.size(), size_t(1));
+    QVERIFY(qAbs(qint64(teaEvents[0]->alarm_time) - qint64(::time(nullptr) + 240)) <= 2);
+    QCOMPARE(DaemonClient::text(alarm_event_get_message(teaEvents[0].get())),
+             QStringLiteral("Tea - Steep"));
+    QCOMPARE(alarm_event_get_action_count(teaEvents[0].get()), size_t(3));
 }
 
 void TestEditorFlow::createWeeklyTaskTenTimes() {
@@ -304,6 +332,13 @@ void TestEditorFlow::createWeeklyTaskTenTimes() {
     QCOMPARE(lunch->weeklyRepeatDays(), (QList<int>{1, 4}));
     QCOMPARE(lunch->repetitionStopNumber(), 10);
     QCOMPARE(visibleNotes(), QStringList{QStringLiteral("Task saved.")});
+    // A weekly repetition is beyond the daemon: one callback event at the first alarm moment.
+    std::vector<DaemonClient::Event> lunchEvents = eventsOf(lunch->id());
+    QCOMPARE(lunchEvents.size(), size_t(1));
+    QCOMPARE(alarm_event_get_action_count(lunchEvents[0].get()), size_t(1));
+    QCOMPARE(alarm_event_get_action(lunchEvents[0].get(), 0)->flags, 0x1022u);
+    QCOMPARE(qint64(lunchEvents[0]->trigger),
+             QDateTime(QDate(2030, 5, 6), QTime(12, 20)).toSecsSinceEpoch());
 
     // What a later start reads back.
     restart();
@@ -387,7 +422,17 @@ void TestEditorFlow::saveSnoozeOfTwentyFive() {
     SettingsWindow* again = shown<SettingsWindow>();
     QVERIFY(again && again != settings);
     QCOMPARE(in<QLineEdit>(again, "snoozeIntervalEdit")->text(), QStringLiteral("25"));
+
+    // Events placed from now on snooze for 25 minutes.
+    again->close();
+    Task* seed = taskNamed(QStringLiteral("Initial"));
+    QTest::mouseDClick(window->windowHandle(), Qt::LeftButton, {},
+                       seed->taskButton()->mapTo(window.get(), QPoint(150, 50)));
+    QVERIFY(seed->active());
+    std::vector<DaemonClient::Event> placed = eventsOf(seed->id());
+    QCOMPARE(placed.size(), size_t(1));
+    QCOMPARE(qint64(placed[0]->snooze_secs), qint64(1500));
 }
 
-PARDO_TEST_MAIN(TestEditorFlow)
+PARDO_DBUS_TEST_MAIN(TestEditorFlow)
 #include "tst_editorflow.moc"

@@ -7,6 +7,7 @@
 #include <QRadioButton>
 
 #include "modalanswerer.h"
+#include "fingers.h"
 #include "pardotest.h"
 #include "pickerdriver.h"
 #include "qmaemo5datepickselector.h"
@@ -17,22 +18,8 @@
 #include "taskwindow.h"
 #include "testdatabase.h"
 
-namespace {
-
-void retype(QLineEdit* field, const QString& text) {
-    field->setFocus();
-    field->selectAll();
-    QTest::keyClick(field, Qt::Key_Backspace);
-    QTest::keyClicks(field, text);
-}
-
-// Where a finger taps a radio button: on its indicator, not in the empty part of a wide cell.
-void tap(QAbstractButton* button) {
-    QTest::mouseClick(button, Qt::LeftButton, {},
-                      QPoint(qMin(12, button->width() / 2), button->height() / 2));
-}
-
-} // namespace
+using Fingers::retype;
+using Fingers::tap;
 
 class TestRepetitionsWidget : public QObject {
     Q_OBJECT

@@ -11,6 +11,7 @@
 #include "alarmswidget.h"
 #include "modalanswerer.h"
 #include "newtaskbutton.h"
+#include "fingers.h"
 #include "pardotest.h"
 #include "pickerdriver.h"
 #include "qmaemo5datepickselector.h"
@@ -23,6 +24,9 @@
 #include "taskwindow.h"
 #include "taskwindowbutton.h"
 #include "testdatabase.h"
+
+using Fingers::retype;
+using Fingers::tap;
 
 namespace {
 
@@ -38,22 +42,9 @@ QImage image(const char* name) {
         .convertToFormat(QImage::Format_ARGB32);
 }
 
-void retype(QLineEdit* field, const QString& text) {
-    field->setFocus();
-    field->selectAll();
-    QTest::keyClick(field, Qt::Key_Backspace);
-    QTest::keyClicks(field, text);
-}
-
 bool isInsertOrUpdate(const QString& statement) {
     return statement.startsWith(QLatin1String("INSERT")) ||
            statement.startsWith(QLatin1String("UPDATE"));
-}
-
-// Where a finger taps a radio button: on its indicator, not in the empty part of a wide cell.
-void tap(QAbstractButton* button) {
-    QTest::mouseClick(button, Qt::LeftButton, {},
-                      QPoint(qMin(12, button->width() / 2), button->height() / 2));
 }
 
 } // namespace
