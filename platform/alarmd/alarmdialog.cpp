@@ -6,6 +6,8 @@
 #include <QLabel>
 #include <QLocale>
 #include <QPushButton>
+#include <QScreen>
+#include <QShowEvent>
 #include <QVBoxLayout>
 
 #include "alarmevent.h"
@@ -68,6 +70,18 @@ AlarmDialog::AlarmDialog(const AlarmEvent& event, QWidget* parent)
     layout->addWidget(message_, 1);
     layout->addLayout(row);
     setMinimumWidth(360);
+}
+
+void AlarmDialog::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    // In the middle of the screen, where it is seen, also without a window manager to place it.
+    if (!event->spontaneous()) {
+        if (QScreen* screen = this->screen()) {
+            QRect frame = frameGeometry();
+            frame.moveCenter(screen->availableGeometry().center());
+            move(frame.topLeft());
+        }
+    }
 }
 
 QString AlarmDialog::dueText() const {
