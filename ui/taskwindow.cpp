@@ -213,37 +213,36 @@ void TaskWindow::displayTaskD() {
     cancel->setObjectName(QStringLiteral("cancelButton"));
     connect(cancel, &TaskWindowButton::clicked, this, &TaskWindow::close);
 
+    RepetitionsWidget* repetitions = repetitionsWidget;
+    AlarmsWidget* alarms = alarmsWidget;
+    // One panel at a time: the sidebar button shows its own and hides the other two.
+    auto showOnly = [repetitions, alarms, dtWidget](QWidget* panel) {
+        for (QWidget* other :
+             {static_cast<QWidget*>(repetitions), static_cast<QWidget*>(alarms), dtWidget}) {
+            other->setVisible(other == panel);
+        }
+    };
+
     TaskWindowButton* repeat = sidebarButton("icon_repeat.png");
     repeat->setObjectName(QStringLiteral("repeatButton"));
     repeat->setCheckable(true);
-    RepetitionsWidget* repetitions = repetitionsWidget;
-    AlarmsWidget* alarms = alarmsWidget;
-    connect(repeat, &TaskWindowButton::clicked, this, [repetitions, alarms, dtWidget] {
-        repetitions->show();
+    connect(repeat, &TaskWindowButton::clicked, this, [repetitions, showOnly] {
+        showOnly(repetitions);
         repetitions->updateMonthlyClarificationLabel();
         repetitions->updateWeeklyDayOfWeekButtons();
-        dtWidget->hide();
-        alarms->hide();
     });
 
     TaskWindowButton* alarm = sidebarButton("icon_alarm.png");
     alarm->setObjectName(QStringLiteral("alarmButton"));
     alarm->setCheckable(true);
-    connect(alarm, &TaskWindowButton::clicked, this, [repetitions, alarms, dtWidget] {
-        alarms->show();
-        dtWidget->hide();
-        repetitions->hide();
-    });
+    connect(alarm, &TaskWindowButton::clicked, this, [alarms, showOnly] { showOnly(alarms); });
 
     TaskWindowButton* calendar = sidebarButton("icon_calendar.png");
     calendar->setObjectName(QStringLiteral("calendarButton"));
     calendar->setCheckable(true);
     calendar->setChecked(true);
-    connect(calendar, &TaskWindowButton::clicked, this, [repetitions, alarms, dtWidget] {
-        dtWidget->show();
-        repetitions->hide();
-        alarms->hide();
-    });
+    connect(calendar, &TaskWindowButton::clicked, this,
+            [dtWidget, showOnly] { showOnly(dtWidget); });
 
     TaskWindowButton* accept = sidebarButton("icon_accept.png");
     accept->setObjectName(QStringLiteral("acceptButton"));
