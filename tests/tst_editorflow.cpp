@@ -7,6 +7,7 @@
 #include "mainwindow.h"
 #include "fingers.h"
 #include "daemonclient.h"
+#include "notes.h"
 #include "pardotest.h"
 #include "silentsounddevice.h"
 #include "pickerdriver.h"
@@ -32,25 +33,6 @@ std::vector<DaemonClient::Event> eventsOf(int taskId) {
         }
     }
     return found;
-}
-
-QStringList visibleNotes() {
-    QStringList texts;
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        if (auto* box = qobject_cast<QMaemo5InformationBox*>(widget); box && box->isVisible()) {
-            texts << box->text();
-        }
-    }
-    return texts;
-}
-
-void closeNotes() {
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        if (qobject_cast<QMaemo5InformationBox*>(widget)) {
-            widget->close();
-        }
-    }
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
 // The statements that write the task's own rows, in the order they ran.
@@ -134,7 +116,7 @@ void TestEditorFlow::init() {
 }
 
 void TestEditorFlow::cleanup() {
-    closeNotes();
+    Notes::closeAll();
     window.reset();
     manager.reset();
     TestDatabase::dropDefaultConnection();
@@ -147,7 +129,7 @@ void TestEditorFlow::start() {
 }
 
 void TestEditorFlow::restart() {
-    closeNotes();
+    Notes::closeAll();
     window.reset();
     manager.reset();
     TestDatabase::dropDefaultConnection();
@@ -248,7 +230,7 @@ void TestEditorFlow::createCountdownTask() {
     // On the grid, active first; the note once.
     QTRY_VERIFY(tea->taskButton()->isVisible());
     QCOMPARE(manager->allTasks().first(), tea);
-    QCOMPARE(visibleNotes(), QStringList{QStringLiteral("Task saved.")});
+    QCOMPARE(Notes::visibleTexts(), QStringList{QStringLiteral("Task saved.")});
     // The daemon holds one event per alarm, counting from now, with the dialog buttons.
     std::vector<DaemonClient::Event> teaEvents = eventsOf(tea->id());
     QCOMPARE(teaEvents.size(), size_t(1));
@@ -331,7 +313,7 @@ void TestEditorFlow::createWeeklyTaskTenTimes() {
              (QVector<QVariantList>{{4, 10, QString(), 3, 1, QStringLiteral("W:1:4")}}));
     QCOMPARE(lunch->weeklyRepeatDays(), (QList<int>{1, 4}));
     QCOMPARE(lunch->repetitionStopNumber(), 10);
-    QCOMPARE(visibleNotes(), QStringList{QStringLiteral("Task saved.")});
+    QCOMPARE(Notes::visibleTexts(), QStringList{QStringLiteral("Task saved.")});
     // A weekly repetition is beyond the daemon: one callback event at the first alarm moment.
     std::vector<DaemonClient::Event> lunchEvents = eventsOf(lunch->id());
     QCOMPARE(lunchEvents.size(), size_t(1));
@@ -393,7 +375,7 @@ void TestEditorFlow::editWeeklyTaskFromMondayToTuesday() {
     QCOMPARE(manager->focusedTask(), swim);
     QCOMPARE(swim->weeklyRepeatDays(), (QList<int>{1, 2}));
     QCOMPARE(swim->date(), QDate(2030, 5, 7));
-    QCOMPARE(visibleNotes(), QStringList{QStringLiteral("Task saved.")});
+    QCOMPARE(Notes::visibleTexts(), QStringList{QStringLiteral("Task saved.")});
 
     restart();
     QCOMPARE(taskNamed(QStringLiteral("Swim"))->weeklyRepeatDays(), QList<int>{2});
@@ -416,7 +398,7 @@ void TestEditorFlow::saveSnoozeOfTwentyFive() {
     QCOMPARE(TestDatabase::rows(
                  QStringLiteral("SELECT value FROM meta WHERE name = 'gs_snooze_interval'")),
              (QVector<QVariantList>{{QStringLiteral("25")}}));
-    QCOMPARE(visibleNotes(), QStringList{QStringLiteral("Settings saved.")});
+    QCOMPARE(Notes::visibleTexts(), QStringList{QStringLiteral("Settings saved.")});
 
     QTest::mouseClick(upper(), Qt::LeftButton);
     SettingsWindow* again = shown<SettingsWindow>();

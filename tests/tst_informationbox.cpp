@@ -1,19 +1,8 @@
 #include <QLabel>
 
+#include "notes.h"
 #include "pardotest.h"
 #include "qmaemo5informationbox.h"
-
-namespace {
-QList<QMaemo5InformationBox*> boxes() {
-    QList<QMaemo5InformationBox*> found;
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        if (auto* box = qobject_cast<QMaemo5InformationBox*>(widget); box && box->isVisible()) {
-            found << box;
-        }
-    }
-    return found;
-}
-} // namespace
 
 class TestInformationBox : public QObject {
     Q_OBJECT
@@ -35,10 +24,10 @@ void TestInformationBox::showsTextAndGoesAway() {
     QFETCH(QString, text);
     QFETCH(int, timeout);
     QMaemo5InformationBox::information(nullptr, text, timeout);
-    QCOMPARE(boxes().size(), 1);
-    QCOMPARE(boxes().first()->text(), text);
-    QCOMPARE(boxes().first()->findChild<QLabel*>()->text(), text);
-    QTRY_VERIFY_WITH_TIMEOUT(boxes().isEmpty(), timeout + 2000);
+    QCOMPARE(Notes::visible().size(), 1);
+    QCOMPARE(Notes::visible().first()->text(), text);
+    QCOMPARE(Notes::visible().first()->findChild<QLabel*>()->text(), text);
+    QTRY_VERIFY_WITH_TIMEOUT(Notes::visible().isEmpty(), timeout + 2000);
 }
 
 void TestInformationBox::doesNotTakeFocus() {
@@ -48,12 +37,12 @@ void TestInformationBox::doesNotTakeFocus() {
     window.activateWindow();
     QTRY_VERIFY(window.isActiveWindow());
     QMaemo5InformationBox::information(nullptr, QStringLiteral("Task saved."), 200);
-    QCOMPARE(boxes().size(), 1);
-    QVERIFY(boxes().first()->testAttribute(Qt::WA_ShowWithoutActivating));
+    QCOMPARE(Notes::visible().size(), 1);
+    QVERIFY(Notes::visible().first()->testAttribute(Qt::WA_ShowWithoutActivating));
     QTest::qWait(50);
     QVERIFY(window.isActiveWindow());
-    QVERIFY(!boxes().first()->isModal());
-    QTRY_VERIFY(boxes().isEmpty());
+    QVERIFY(!Notes::visible().first()->isModal());
+    QTRY_VERIFY(Notes::visible().isEmpty());
 }
 
 void TestInformationBox::sitsAtTopOfActiveWindow() {
@@ -63,10 +52,10 @@ void TestInformationBox::sitsAtTopOfActiveWindow() {
     window.activateWindow();
     QTRY_VERIFY(window.isActiveWindow());
     QMaemo5InformationBox::information(nullptr, QStringLiteral("Task saved."), 200);
-    QMaemo5InformationBox* box = boxes().first();
+    QMaemo5InformationBox* box = Notes::visible().first();
     QCOMPARE(box->geometry().topLeft(), window.geometry().topLeft());
     QCOMPARE(box->width(), window.width());
-    QTRY_VERIFY(boxes().isEmpty());
+    QTRY_VERIFY(Notes::visible().isEmpty());
 }
 
 PARDO_TEST_MAIN(TestInformationBox)

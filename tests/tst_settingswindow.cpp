@@ -6,6 +6,7 @@
 #include <QScrollArea>
 #include <QVBoxLayout>
 
+#include "notes.h"
 #include "pardotest.h"
 #include "qmaemo5informationbox.h"
 #include "settingswindow.h"
@@ -19,23 +20,6 @@ namespace {
 const QString kSelect = QStringLiteral("SELECT value FROM meta WHERE name = 'gs_snooze_interval'");
 const QString kInsert =
     QStringLiteral("INSERT INTO meta (id, name, value) VALUES (NULL, 'gs_snooze_interval', '10')");
-
-QList<QMaemo5InformationBox*> notes() {
-    QList<QMaemo5InformationBox*> found;
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        if (auto* box = qobject_cast<QMaemo5InformationBox*>(widget); box && box->isVisible()) {
-            found << box;
-        }
-    }
-    return found;
-}
-
-void closeNotes() {
-    for (QMaemo5InformationBox* box : notes()) {
-        box->close();
-    }
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-}
 
 QStringList storedValues() {
     QStringList values;
@@ -89,7 +73,7 @@ void TestSettingsWindow::init() {
 }
 
 void TestSettingsWindow::cleanup() {
-    closeNotes();
+    Notes::closeAll();
     window.reset();
     manager.reset();
     TestDatabase::dropDefaultConnection();
@@ -284,11 +268,11 @@ void TestSettingsWindow::savingWritesTypedTextAndCloses() {
                  QStringLiteral("UPDATE meta SET value = '25' WHERE name = 'gs_snooze_interval'")});
     QCOMPARE(storedValues(), QStringList{QStringLiteral("25")});
     QVERIFY(!window->isVisible());
-    QCOMPARE(notes().size(), 1);
-    QCOMPARE(notes().first()->text(), QStringLiteral("Settings saved."));
-    QVERIFY(!notes().first()->parentWidget());
+    QCOMPARE(Notes::visible().size(), 1);
+    QCOMPARE(Notes::visible().first()->text(), QStringLiteral("Settings saved."));
+    QVERIFY(!Notes::visible().first()->parentWidget());
     // A transient note.
-    QTRY_VERIFY_WITH_TIMEOUT(notes().isEmpty(), 6000);
+    QTRY_VERIFY_WITH_TIMEOUT(Notes::visible().isEmpty(), 6000);
 
     open();
     QCOMPARE(field(window.get())->text(), QStringLiteral("25"));
@@ -318,7 +302,7 @@ void TestSettingsWindow::failedWriteStaysOpenSilently() {
     save();
     QVERIFY(window->isVisible());
     QTest::qWait(50);
-    QVERIFY(notes().isEmpty());
+    QVERIFY(Notes::visible().isEmpty());
     QCOMPARE(field(window.get())->text(), QStringLiteral("30"));
 }
 

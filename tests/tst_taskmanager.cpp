@@ -3,6 +3,7 @@
 #include <QWidget>
 
 #include "modalanswerer.h"
+#include "notes.h"
 #include "pardotest.h"
 #include "qmaemo5informationbox.h"
 #include "task.h"
@@ -13,23 +14,7 @@
 namespace {
 
 int savedNotes() {
-    int count = 0;
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        auto* box = qobject_cast<QMaemo5InformationBox*>(widget);
-        if (box && box->isVisible() && box->text() == QLatin1String("Task saved.")) {
-            ++count;
-        }
-    }
-    return count;
-}
-
-void closeNotes() {
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        if (qobject_cast<QMaemo5InformationBox*>(widget)) {
-            widget->close();
-        }
-    }
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    return int(Notes::visibleTexts().count(QStringLiteral("Task saved.")));
 }
 
 QStringList namesInOrder(const TaskManager& manager) {
@@ -95,7 +80,7 @@ void TestTaskManager::startManager() {
 }
 
 void TestTaskManager::cleanup() {
-    closeNotes();
+    Notes::closeAll();
     container.reset();
     manager.reset();
     TestDatabase::dropDefaultConnection();

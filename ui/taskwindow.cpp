@@ -314,7 +314,7 @@ void TaskWindow::addRepetitionsWidget(QVBoxLayout* layout) {
     repetitionsWidget->hide();
 }
 
-bool TaskWindow::validateTaskT() {
+bool TaskWindow::validateTitleAndOffsets(const QString& offsetText) {
     if (titleEdit->text().length() == 0) {
         refuse(QStringLiteral("Missing title"), QStringLiteral("Every task must have a title."));
         return false;
@@ -322,27 +322,23 @@ bool TaskWindow::validateTaskT() {
     for (int i = 0; i < alarmsWidget->alarmsNo(); ++i) {
         const int number = toNumber(alarmsWidget->getNumber(i)->text());
         if (number < 0 || number > 99) {
-            refuse(QStringLiteral("Invalid alarm offset"),
-                   QStringLiteral("Every alarm must have an offset between 0 and 99."));
+            refuse(QStringLiteral("Invalid alarm offset"), offsetText);
             return false;
         }
     }
     return true;
 }
 
+bool TaskWindow::validateTaskT() {
+    return validateTitleAndOffsets(
+        QStringLiteral("Every alarm must have an offset between 0 and 99."));
+}
+
 bool TaskWindow::validateTaskD() {
-    if (titleEdit->text().length() == 0) {
-        refuse(QStringLiteral("Missing title"), QStringLiteral("Every task must have a title."));
+    // Same range as for T: the sign is the row's toggle, only the wording names -99.
+    if (!validateTitleAndOffsets(
+            QStringLiteral("Every alarm must have an offset between -99 and 99."))) {
         return false;
-    }
-    for (int i = 0; i < alarmsWidget->alarmsNo(); ++i) {
-        // Same range as for T: the sign is the row's toggle, only the wording names -99.
-        const int number = toNumber(alarmsWidget->getNumber(i)->text());
-        if (number < 0 || number > 99) {
-            refuse(QStringLiteral("Invalid alarm offset"),
-                   QStringLiteral("Every alarm must have an offset between -99 and 99."));
-            return false;
-        }
     }
     const int repetition = repetitionsWidget->repeatTypeGroup->checkedId();
     if (repetition == RepeatNever) {

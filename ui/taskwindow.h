@@ -35,6 +35,8 @@ private:
     void addRepetitionsWidget(QVBoxLayout* layout);
     QWidget* addDtWidget(QVBoxLayout* layout);
     void displayTaskTypeSelection(QGridLayout* layout);
+    // The checks both task types share, in order; `offsetText` is the type's own wording.
+    bool validateTitleAndOffsets(const QString& offsetText);
     bool validateTaskT();
     bool validateTaskD();
 
