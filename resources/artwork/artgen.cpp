@@ -4,10 +4,12 @@
 #include "painting.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QImageWriter>
 #include <QLinearGradient>
 #include <QPainter>
 #include <QRadialGradient>
+#include <QSvgGenerator>
 
 #include <cstdio>
 #include <functional>
@@ -174,11 +176,48 @@ std::vector<Artwork> artworks() {
     };
 }
 
+// The launcher icon for the desktop's icon theme: PNGs at the sizes menus ask for, and
+// the same drawing as SVG so that any other size stays sharp.
+bool writeThemeIcons(const QDir& hicolor) {
+    const QString name = QStringLiteral("org.velmar.pardoreminder");
+    for (const int size : {48, 64, 128, 256}) {
+        const QString folder = QStringLiteral("%1x%1/apps").arg(size);
+        const QString path = hicolor.filePath(folder + QLatin1Char('/') + name + ".png");
+        if (!hicolor.mkpath(folder) || !renderIcon(size, drawStopwatch).save(path, "png")) {
+            std::fprintf(stderr, "cannot write %s\n", qPrintable(path));
+            return false;
+        }
+    }
+    const QString folder = QStringLiteral("scalable/apps");
+    const QString path = hicolor.filePath(folder + QLatin1Char('/') + name + ".svg");
+    if (!hicolor.mkpath(folder)) {
+        std::fprintf(stderr, "cannot create %s\n", qPrintable(hicolor.filePath(folder)));
+        return false;
+    }
+    QSvgGenerator svg;
+    svg.setFileName(path);
+    svg.setSize(QSize(100, 100));
+    svg.setViewBox(QRectF(0, 0, 100, 100));
+    svg.setTitle(QStringLiteral("Pardo Reminder"));
+    svg.setResolution(96);
+    {
+        QPainter p;
+        if (!p.begin(&svg)) {
+            std::fprintf(stderr, "cannot write %s\n", qPrintable(path));
+            return false;
+        }
+        beginIcon(p, 100);
+        drawStopwatch(p);
+    }
+    return QFileInfo(path).size() > 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: %s OUTPUT_DIR\n", argv[0]);
+    const bool withIcons = argc == 4 && qstrcmp(argv[2], "--icons") == 0;
+    if (argc != 2 && !withIcons) {
+        std::fprintf(stderr, "usage: %s OUTPUT_DIR [--icons HICOLOR_DIR]\n", argv[0]);
         return 2;
     }
     const QDir dir(QString::fromLocal8Bit(argv[1]));
@@ -198,5 +237,7 @@ int main(int argc, char** argv) {
             return 1;
         }
     }
+    if (withIcons && !writeThemeIcons(QDir(QString::fromLocal8Bit(argv[3]))))
+        return 1;
     return 0;
 }
