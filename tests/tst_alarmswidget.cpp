@@ -9,6 +9,7 @@
 
 #include "alarmswidget.h"
 #include "alarmwidget.h"
+#include "imagecompare.h"
 #include "pardotest.h"
 #include "task.h"
 #include "taskmanager.h"
@@ -159,9 +160,8 @@ void TestAlarmsWidget::rowLooks() {
     QCOMPARE(remove->iconSize(), QSize(50, 50));
     QCOMPARE(remove->minimumSize(), QSize(70, 70));
     QCOMPARE(remove->maximumSize(), QSize(70, 70));
-    QCOMPARE(remove->icon().pixmap(50, 50).toImage().convertToFormat(QImage::Format_ARGB32),
-             QImage(QStringLiteral(":/images/icon_cancel_small.png"))
-                 .convertToFormat(QImage::Format_ARGB32));
+    PARDO_COMPARE_IMAGES(ImageCompare::iconImage(remove->icon(), QSize(50, 50)),
+                         ImageCompare::resource(QStringLiteral("icon_cancel_small.png")));
 }
 
 void TestAlarmsWidget::rowsComeFromTheTask() {

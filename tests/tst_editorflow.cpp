@@ -4,8 +4,10 @@
 
 #include "actionbutton.h"
 #include "alarmswidget.h"
+#include "alarmwidget.h"
 #include "mainwindow.h"
 #include "fingers.h"
+#include "modalanswerer.h"
 #include "daemonclient.h"
 #include "notes.h"
 #include "pardotest.h"
@@ -66,6 +68,8 @@ private Q_SLOTS:
     void createWeeklyTaskTenTimes();
     void editWeeklyTaskFromMondayToTuesday();
     void saveSnoozeOfTwentyFive();
+    void saveWithoutAnyAlarm_data();
+    void saveWithoutAnyAlarm();
 
 private:
     void start();
@@ -92,6 +96,9 @@ private:
 
     std::unique_ptr<TaskManager> manager;
     std::unique_ptr<MainWindow> window;
+    // None of these flows expects a message box; one that comes up is answered at once, so the
+    // test fails where it happened instead of waiting for a user.
+    std::unique_ptr<ModalAnswerer> boxes;
 };
 
 void TestEditorFlow::initTestCase() {
@@ -107,6 +114,7 @@ void TestEditorFlow::cleanupTestCase() {
 }
 
 void TestEditorFlow::init() {
+    boxes = std::make_unique<ModalAnswerer>(QMessageBox::Ok);
     TestDatabase::freshHome(QString::fromLatin1(QTest::currentTestFunction()));
     manager = std::make_unique<TaskManager>();
     for (cookie_t cookie : DaemonClient::cookies("")) {
@@ -116,10 +124,13 @@ void TestEditorFlow::init() {
 }
 
 void TestEditorFlow::cleanup() {
+    const QString unexpected = boxes->describe();
+    boxes.reset();
     Notes::closeAll();
     window.reset();
     manager.reset();
     TestDatabase::dropDefaultConnection();
+    QVERIFY2(unexpected.isEmpty(), qPrintable(QStringLiteral("unexpected box: ") + unexpected));
 }
 
 void TestEditorFlow::start() {
@@ -399,6 +410,7 @@ void TestEditorFlow::saveSnoozeOfTwentyFive() {
                  QStringLiteral("SELECT value FROM meta WHERE name = 'gs_snooze_interval'")),
              (QVector<QVariantList>{{QStringLiteral("25")}}));
     QCOMPARE(Notes::visibleTexts(), QStringList{QStringLiteral("Settings saved.")});
+    QCOMPARE(Notes::visible().first()->timeout(), 3000);
 
     QTest::mouseClick(upper(), Qt::LeftButton);
     SettingsWindow* again = shown<SettingsWindow>();
@@ -414,6 +426,69 @@ void TestEditorFlow::saveSnoozeOfTwentyFive() {
     std::vector<DaemonClient::Event> placed = eventsOf(seed->id());
     QCOMPARE(placed.size(), size_t(1));
     QCOMPARE(qint64(placed[0]->snooze_secs), qint64(1500));
+}
+
+void TestEditorFlow::saveWithoutAnyAlarm_data() {
+    // The type button of a new task, or none to edit the seed task.
+    QTest::addColumn<QString>("type");
+    QTest::newRow("new countdown task") << QStringLiteral("typeTButton");
+    QTest::newRow("new dated task") << QStringLiteral("typeDButton");
+    QTest::newRow("edited active task") << QString();
+}
+
+void TestEditorFlow::saveWithoutAnyAlarm() {
+    QFETCH(QString, type);
+    start();
+    Task* seed = taskNamed(QStringLiteral("Initial"));
+    QVERIFY(seed);
+    TaskWindow* editor = nullptr;
+    if (type.isEmpty()) {
+        // Switched on first, so that it has an event in the daemon to lose.
+        QTest::mouseDClick(window->windowHandle(), Qt::LeftButton, {},
+                           seed->taskButton()->mapTo(window.get(), QPoint(150, 50)));
+        QVERIFY(seed->active());
+        QCOMPARE(eventsOf(seed->id()).size(), size_t(1));
+        QTest::mouseClick(seed->taskButton(), Qt::LeftButton, {}, QPoint(150, 50));
+        QCOMPARE(manager->focusedTask(), seed);
+        QTest::mouseClick(upper(), Qt::LeftButton);
+        editor = shown<TaskWindow>();
+        QVERIFY(editor);
+    } else {
+        QTest::mouseClick(lower(), Qt::LeftButton);
+        editor = shown<TaskWindow>();
+        QVERIFY(editor);
+        click(editor, qPrintable(type));
+        QTest::keyClicks(in<QLineEdit>(editor, "titleEdit"), QStringLiteral("Stretch"));
+        if (type == QLatin1String("typeDButton")) {
+            click(editor, "alarmButton");
+        }
+    }
+    AlarmsWidget* alarms = editor->findChild<AlarmsWidget*>();
+    QCOMPARE(alarms->alarmsNo(), 1);
+    click(alarms, "removeButton");
+    QCOMPARE(alarms->alarmsNo(), 0);
+    QTRY_VERIFY(alarms->findChildren<AlarmWidget*>().isEmpty());
+
+    // Not even a modal window of another kind may come up.
+    ModalAnswerer anyModal(QMessageBox::Ok, ModalAnswerer::AnyModal);
+    click(editor, "acceptButton");
+    QVERIFY2(boxes->seen().isEmpty(), qPrintable(boxes->describe()));
+    QVERIFY2(anyModal.seen().isEmpty(), qPrintable(anyModal.describe()));
+    QVERIFY(!editor->isVisible());
+
+    Task* saved = type.isEmpty() ? seed : taskNamed(QStringLiteral("Stretch"));
+    QVERIFY(saved);
+    QVERIFY(saved->id() > 0);
+    QVERIFY(saved->active());
+    QCOMPARE(saved->noOfAlarms(), 0);
+    QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT count(*) FROM alarms WHERE task_id = ") +
+                                QString::number(saved->id())),
+             (QVector<QVariantList>{{0}}));
+    // The daemon answers, and holds nothing of the reminder's.
+    QCOMPARE(DaemonClient::cookies("PARDO"), QList<cookie_t>());
+    QCOMPARE(Notes::visibleTexts(), QStringList{QStringLiteral("Task saved.")});
+    QCOMPARE(Notes::visible().first()->timeout(), 3000);
+    QVERIFY2(anyModal.seen().isEmpty(), qPrintable(anyModal.describe()));
 }
 
 PARDO_DBUS_TEST_MAIN(TestEditorFlow)

@@ -9,6 +9,7 @@ class TestInformationBox : public QObject {
 private Q_SLOTS:
     void showsTextAndGoesAway_data();
     void showsTextAndGoesAway();
+    void defaultTimeoutIsThreeSeconds();
     void doesNotTakeFocus();
     void sitsAtTopOfActiveWindow();
 };
@@ -27,7 +28,22 @@ void TestInformationBox::showsTextAndGoesAway() {
     QCOMPARE(Notes::visible().size(), 1);
     QCOMPARE(Notes::visible().first()->text(), text);
     QCOMPARE(Notes::visible().first()->findChild<QLabel*>()->text(), text);
+    QCOMPARE(Notes::visible().first()->timeout(), timeout);
     QTRY_VERIFY_WITH_TIMEOUT(Notes::visible().isEmpty(), timeout + 2000);
+}
+
+void TestInformationBox::defaultTimeoutIsThreeSeconds() {
+    QMaemo5InformationBox::information(nullptr, QStringLiteral("Task saved."));
+    QMaemo5InformationBox::information(nullptr, QStringLiteral("Stays."),
+                                       QMaemo5InformationBox::NoTimeout);
+    QMap<QString, int> timeouts;
+    for (const QMaemo5InformationBox* box : Notes::visible()) {
+        timeouts.insert(box->text(), box->timeout());
+    }
+    QCOMPARE(timeouts, (QMap<QString, int>{{QStringLiteral("Task saved."), 3000},
+                                           {QStringLiteral("Stays."), 0}}));
+    Notes::closeAll();
+    QVERIFY(Notes::visible().isEmpty());
 }
 
 void TestInformationBox::doesNotTakeFocus() {

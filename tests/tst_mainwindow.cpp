@@ -1,11 +1,14 @@
 #include <QGridLayout>
 #include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QVBoxLayout>
 
 #include "actionbutton.h"
+#include "imagecompare.h"
 #include "maemo5theme.h"
 #include "mainwindow.h"
 #include "pardotest.h"
@@ -13,17 +16,51 @@
 #include "task.h"
 #include "taskbutton.h"
 #include "taskmanager.h"
+#include "taskwindow.h"
 #include "testdatabase.h"
 
 namespace {
 
 QImage iconOf(const QAbstractButton* button) {
-    return button->icon().pixmap(QSize(130, 130)).toImage().convertToFormat(QImage::Format_ARGB32);
+    return ImageCompare::iconImage(button->icon(), QSize(130, 130));
 }
 
 QImage image(const char* name) {
-    return QImage(QStringLiteral(":/images/") + QLatin1String(name))
-        .convertToFormat(QImage::Format_ARGB32);
+    return ImageCompare::resource(QLatin1String(name));
+}
+
+// What an editor window shows: where it is, and every visible widget with its text.
+QStringList stateOf(const QWidget* editor) {
+    QStringList state{
+        QStringLiteral("%1 parent %2 window %3 visible %4 at %5,%6 %7x%8")
+            .arg(editor->windowTitle(),
+                 QString::fromLatin1(editor->parentWidget()
+                                         ? editor->parentWidget()->metaObject()->className()
+                                         : "none"))
+            .arg(editor->isWindow())
+            .arg(editor->isVisible())
+            .arg(editor->x())
+            .arg(editor->y())
+            .arg(editor->width())
+            .arg(editor->height())};
+    for (const QWidget* child : editor->findChildren<QWidget*>()) {
+        if (!child->isVisibleTo(editor)) {
+            continue;
+        }
+        QString entry = QString::fromLatin1(child->metaObject()->className()) + QLatin1Char(' ') +
+                        child->objectName();
+        if (const auto* edit = qobject_cast<const QLineEdit*>(child)) {
+            entry += QStringLiteral(" text '%1'").arg(edit->text());
+        } else if (const auto* button = qobject_cast<const QAbstractButton*>(child)) {
+            entry += QStringLiteral(" text '%1' checked %2")
+                         .arg(button->text())
+                         .arg(button->isChecked());
+        } else if (const auto* label = qobject_cast<const QLabel*>(child)) {
+            entry += QStringLiteral(" text '%1'").arg(label->text());
+        }
+        state << entry;
+    }
+    return state;
 }
 
 } // namespace
@@ -42,6 +79,8 @@ private Q_SLOTS:
     void doubleTapAnotherWhileOneIsSelected();
     void manyTasksScrollVertically();
     void themeIsLightOnDark();
+    void addTaskIgnoresItsText_data();
+    void addTaskIgnoresItsText();
 
 private:
     void start(const QStringList& activeNames = {}, const QStringList& inactiveNames = {});
@@ -157,16 +196,16 @@ void TestMainWindow::emptyDatabaseShowsPrimaryIcons() {
     window->show();
     QVERIFY(QTest::qWaitForWindowExposed(window.get()));
     QCOMPARE(window->findChildren<TaskButton*>().size(), 0);
-    QCOMPARE(iconOf(upper()), image("icon_settings.png"));
-    QCOMPARE(iconOf(lower()), image("icon_newtask.png"));
+    PARDO_COMPARE_IMAGES(iconOf(upper()), image("icon_settings.png"));
+    PARDO_COMPARE_IMAGES(iconOf(lower()), image("icon_newtask.png"));
 }
 
 void TestMainWindow::tapSelectsAndSwitchesIcons() {
     start({QStringLiteral("Run")});
     tap(QStringLiteral("Run"));
     QCOMPARE(manager->focusedTask(), taskNamed(QStringLiteral("Run")));
-    QCOMPARE(iconOf(upper()), image("icon_edittask.png"));
-    QCOMPARE(iconOf(lower()), image("icon_deletetask.png"));
+    PARDO_COMPARE_IMAGES(iconOf(upper()), image("icon_edittask.png"));
+    PARDO_COMPARE_IMAGES(iconOf(lower()), image("icon_deletetask.png"));
     QVERIFY(buttonOf(QStringLiteral("Run"))
                 ->styleSheet()
                 .contains(QStringLiteral("border: 1px solid #f8e52d;")));
@@ -174,8 +213,8 @@ void TestMainWindow::tapSelectsAndSwitchesIcons() {
 
     tap(QStringLiteral("Run"));
     QCOMPARE(manager->focusedTask(), nullptr);
-    QCOMPARE(iconOf(upper()), image("icon_settings.png"));
-    QCOMPARE(iconOf(lower()), image("icon_newtask.png"));
+    PARDO_COMPARE_IMAGES(iconOf(upper()), image("icon_settings.png"));
+    PARDO_COMPARE_IMAGES(iconOf(lower()), image("icon_newtask.png"));
     QVERIFY(buttonOf(QStringLiteral("Run"))
                 ->styleSheet()
                 .contains(QStringLiteral("border: 1px solid #199909;")));
@@ -207,7 +246,7 @@ void TestMainWindow::doubleTapUnselectedInactive() {
     const QString sheet = buttonOf(QStringLiteral("Nap"))->styleSheet();
     QVERIFY(sheet.contains(QStringLiteral("border: 1px solid #199909;")));
     QVERIFY(sheet.contains(QStringLiteral("#22c70d")));
-    QCOMPARE(iconOf(upper()), image("icon_settings.png"));
+    PARDO_COMPARE_IMAGES(iconOf(upper()), image("icon_settings.png"));
 }
 
 void TestMainWindow::doubleTapSelected() {
@@ -219,7 +258,7 @@ void TestMainWindow::doubleTapSelected() {
     const QString sheet = buttonOf(QStringLiteral("Gym"))->styleSheet();
     QVERIFY(sheet.contains(QStringLiteral("border: 1px solid #f8e52d;")));
     QVERIFY(sheet.contains(QStringLiteral("#444444")));
-    QCOMPARE(iconOf(lower()), image("icon_deletetask.png"));
+    PARDO_COMPARE_IMAGES(iconOf(lower()), image("icon_deletetask.png"));
 }
 
 void TestMainWindow::doubleTapAnotherWhileOneIsSelected() {
@@ -229,8 +268,8 @@ void TestMainWindow::doubleTapAnotherWhileOneIsSelected() {
     QVERIFY(!taskNamed(QStringLiteral("A"))->active());
     QVERIFY(taskNamed(QStringLiteral("B"))->active());
     QCOMPARE(manager->focusedTask(), nullptr);
-    QCOMPARE(iconOf(upper()), image("icon_settings.png"));
-    QCOMPARE(iconOf(lower()), image("icon_newtask.png"));
+    PARDO_COMPARE_IMAGES(iconOf(upper()), image("icon_settings.png"));
+    PARDO_COMPARE_IMAGES(iconOf(lower()), image("icon_newtask.png"));
     for (const QString& name : {QStringLiteral("A"), QStringLiteral("B")}) {
         QVERIFY(!buttonOf(name)->styleSheet().contains(QStringLiteral("#f8e52d")));
     }
@@ -259,6 +298,60 @@ void TestMainWindow::themeIsLightOnDark() {
     QVERIFY(palette.color(QPalette::WindowText).lightness() > 200);
     QCOMPARE(QApplication::font().pixelSize(), 20);
     QApplication::setPalette(before);
+}
+
+void TestMainWindow::addTaskIgnoresItsText_data() {
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("selected");
+    const QStringList texts = {QString(),
+                               QStringLiteral("T"),
+                               QStringLiteral("D"),
+                               QStringLiteral("Dentist"),
+                               QStringLiteral("t"),
+                               QStringLiteral(" T "),
+                               QStringLiteral("Zahn\u00e4rztin \u23f0"),
+                               QString(300, QLatin1Char('x'))};
+    for (const QString& selected : {QString(), QStringLiteral("Run")}) {
+        for (const QString& text : texts) {
+            const QString tag = QStringLiteral("'%1'%2").arg(
+                text.left(12), selected.isEmpty() ? QStringLiteral(", none selected")
+                                                  : QStringLiteral(", one selected"));
+            QTest::newRow(qPrintable(tag)) << text << selected;
+        }
+    }
+}
+
+void TestMainWindow::addTaskIgnoresItsText() {
+    QFETCH(QString, text);
+    QFETCH(QString, selected);
+    start({QStringLiteral("Run")}, {QStringLiteral("Nap")});
+    if (!selected.isEmpty()) {
+        tap(selected);
+    }
+    Task* focused = manager->focusedTask();
+    const int tasks = manager->allTasks().size();
+    QCOMPARE(focused, selected.isEmpty() ? nullptr : taskNamed(selected));
+
+    SqlTrace withoutTrace;
+    window->addTask();
+    const QStringList withoutStatements = withoutTrace.statements();
+    QList<TaskWindow*> editors = window->findChildren<TaskWindow*>();
+    QCOMPARE(editors.size(), 1);
+    const QStringList without = stateOf(editors.at(0));
+    // Sanity: the editor without a text is the one the selection asks for.
+    QVERIFY(without.join(QLatin1Char('\n'))
+                .contains(selected.isEmpty()
+                              ? QStringLiteral("typeTButton")
+                              : QStringLiteral("titleEdit text '%1'").arg(selected)));
+
+    SqlTrace withTrace;
+    window->addTask(text);
+    QCOMPARE(withTrace.statements(), withoutStatements);
+    editors = window->findChildren<TaskWindow*>();
+    QCOMPARE(editors.size(), 2);
+    QCOMPARE(stateOf(editors.at(1)), without);
+    QCOMPARE(manager->focusedTask(), focused);
+    QCOMPARE(manager->allTasks().size(), tasks);
 }
 
 PARDO_TEST_MAIN(TestMainWindow)

@@ -3,9 +3,11 @@
 #include <QIntValidator>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPointer>
 #include <QScrollArea>
 #include <QVBoxLayout>
 
+#include "imagecompare.h"
 #include "notes.h"
 #include "pardotest.h"
 #include "qmaemo5informationbox.h"
@@ -35,8 +37,7 @@ QLineEdit* field(const QWidget* window) {
 }
 
 QImage image(const char* name) {
-    return QImage(QStringLiteral(":/images/") + QLatin1String(name))
-        .convertToFormat(QImage::Format_ARGB32);
+    return ImageCompare::resource(QLatin1String(name));
 }
 
 } // namespace
@@ -84,6 +85,9 @@ void TestSettingsWindow::open() {
     window->resize(800, 480);
     window->show();
     QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    // Without a window manager (a bare X server) nothing activates a new window by itself.
+    window->activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(window.get()));
 }
 
 void TestSettingsWindow::save() {
@@ -226,10 +230,10 @@ void TestSettingsWindow::layoutAndTexts() {
     auto* accept = qobject_cast<TaskWindowButton*>(sidebar->itemAt(2)->widget());
     QVERIFY(cancel && accept);
     QCOMPARE(cancel->iconSize(), QSize(70, 70));
-    QCOMPARE(cancel->icon().pixmap(70, 70).toImage().convertToFormat(QImage::Format_ARGB32),
-             image("icon_cancel.png"));
-    QCOMPARE(accept->icon().pixmap(70, 70).toImage().convertToFormat(QImage::Format_ARGB32),
-             image("icon_accept.png"));
+    PARDO_COMPARE_IMAGES(ImageCompare::iconImage(cancel->icon(), QSize(70, 70)),
+                         image("icon_cancel.png"));
+    PARDO_COMPARE_IMAGES(ImageCompare::iconImage(accept->icon(), QSize(70, 70)),
+                         image("icon_accept.png"));
     QCOMPARE(cancel->geometry().top(), 0);
     QCOMPARE(accept->geometry().bottom(), window->centralWidget()->height() - 1);
 }
@@ -269,10 +273,16 @@ void TestSettingsWindow::savingWritesTypedTextAndCloses() {
     QCOMPARE(storedValues(), QStringList{QStringLiteral("25")});
     QVERIFY(!window->isVisible());
     QCOMPARE(Notes::visible().size(), 1);
-    QCOMPARE(Notes::visible().first()->text(), QStringLiteral("Settings saved."));
-    QVERIFY(!Notes::visible().first()->parentWidget());
-    // A transient note.
-    QTRY_VERIFY_WITH_TIMEOUT(Notes::visible().isEmpty(), 6000);
+    const QPointer<QMaemo5InformationBox> note = Notes::visible().first();
+    QCOMPARE(note->text(), QStringLiteral("Settings saved."));
+    QVERIFY(!note->parentWidget());
+    // A transient note of three seconds: still there well after a short one would have gone,
+    // gone once its time is up.
+    QCOMPARE(note->timeout(), 3000);
+    QTest::qWait(800);
+    QVERIFY(note && note->isVisible());
+    QTRY_VERIFY_WITH_TIMEOUT(Notes::visible().isEmpty(), 3000 + 2000);
+    QVERIFY(note.isNull());
 
     open();
     QCOMPARE(field(window.get())->text(), QStringLiteral("25"));

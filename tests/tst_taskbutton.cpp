@@ -1,6 +1,7 @@
 #include <QSignalSpy>
 
 #include "actionbutton.h"
+#include "imagecompare.h"
 #include "pardotest.h"
 #include "taskbutton.h"
 
@@ -16,11 +17,7 @@ const QString kActive = QStringLiteral(
     "stop: 1 #116a06);margin: 12px;}");
 
 QImage iconImage(const QAbstractButton& button) {
-    return button.icon().pixmap(QSize(130, 130)).toImage().convertToFormat(QImage::Format_ARGB32);
-}
-
-QImage resourceImage(const QString& path) {
-    return QImage(path).convertToFormat(QImage::Format_ARGB32);
+    return ImageCompare::iconImage(button.icon(), QSize(130, 130));
 }
 
 } // namespace
@@ -188,12 +185,16 @@ void TestTaskButton::actionButtons() {
     QVERIFY(button.isFlat());
     QCOMPARE(button.contentsMargins(), QMargins(0, 0, 0, 0));
     QCOMPARE(button.iconSize(), QSize(130, 130));
-    QVERIFY(!resourceImage(primary).isNull());
-    QCOMPARE(iconImage(button), resourceImage(primary));
+    const QImage primaryImage(primary);
+    const QImage secondaryImage(secondary);
+    QVERIFY(!primaryImage.isNull() && !secondaryImage.isNull());
+    PARDO_COMPARE_IMAGES(iconImage(button), primaryImage);
     button.setSecondaryAction();
-    QCOMPARE(iconImage(button), resourceImage(secondary));
+    PARDO_COMPARE_IMAGES(iconImage(button), secondaryImage);
+    QVERIFY(!ImageCompare::compare(iconImage(button), primaryImage).matches());
     button.setPrimaryAction();
-    QCOMPARE(iconImage(button), resourceImage(primary));
+    PARDO_COMPARE_IMAGES(iconImage(button), primaryImage);
+    QVERIFY(!ImageCompare::compare(iconImage(button), secondaryImage).matches());
 }
 
 PARDO_TEST_MAIN(TestTaskButton)

@@ -8,7 +8,8 @@
 
 QMaemo5InformationBox::QMaemo5InformationBox(QWidget* anchor, const QString& text, int timeout)
     : QWidget(nullptr, Qt::ToolTip | Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus)
-    , label(new QLabel(text, this)) {
+    , label(new QLabel(text, this))
+    , timeoutMs(timeout > 0 ? timeout : int(NoTimeout)) {
     setObjectName(QStringLiteral("qt_maemo5_information_box"));
     setAttribute(Qt::WA_DeleteOnClose);
     setAttribute(Qt::WA_ShowWithoutActivating);

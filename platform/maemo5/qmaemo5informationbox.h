@@ -14,9 +14,12 @@ public:
     static void information(QWidget* parent, const QString& text, int timeout = DefaultTimeout);
 
     QString text() const;
+    // Milliseconds the box stays up after it is shown; NoTimeout keeps it until closed.
+    int timeout() const { return timeoutMs; }
 
 private:
     QMaemo5InformationBox(QWidget* anchor, const QString& text, int timeout);
 
     QLabel* label;
+    int timeoutMs;
 };

@@ -1,18 +1,43 @@
 #include "modalanswerer.h"
 
 #include <QAbstractButton>
-#include <QPushButton>
 #include <QApplication>
+#include <QDialog>
+#include <QPushButton>
 
-ModalAnswerer::ModalAnswerer(QMessageBox::StandardButton answer)
-    : answer(answer) {
+ModalAnswerer::ModalAnswerer(QMessageBox::StandardButton answer, Reach reach)
+    : answer(answer)
+    , reach(reach) {
     connect(&timer, &QTimer::timeout, this, &ModalAnswerer::poll);
     timer.start(10);
 }
 
+QString ModalAnswerer::describe() const {
+    QStringList lines;
+    for (const Seen& box : boxes) {
+        lines << QStringLiteral("%1 \"%2\": %3").arg(box.className, box.title, box.text);
+    }
+    return lines.join(QLatin1Char('\n'));
+}
+
 void ModalAnswerer::poll() {
-    auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-    if (!box || !box->isVisible()) {
+    QWidget* modal = QApplication::activeModalWidget();
+    if (!modal || !modal->isVisible()) {
+        return;
+    }
+    const QString className = QString::fromLatin1(modal->metaObject()->className());
+    auto* box = qobject_cast<QMessageBox*>(modal);
+    if (!box) {
+        if (reach == AnyModal) {
+            boxes.append({modal->windowTitle(), QString(), QMessageBox::NoIcon,
+                          QMessageBox::NoButton, QMessageBox::NoButton,
+                          modal->parentWidget() != nullptr, className});
+            if (auto* dialog = qobject_cast<QDialog*>(modal)) {
+                dialog->reject();
+            } else {
+                modal->close();
+            }
+        }
         return;
     }
     QMessageBox::StandardButton defaultButton = QMessageBox::NoButton;
@@ -20,7 +45,7 @@ void ModalAnswerer::poll() {
         defaultButton = box->standardButton(box->defaultButton());
     }
     boxes.append({box->windowTitle(), box->text(), box->icon(), box->standardButtons(),
-                  defaultButton, box->parentWidget() != nullptr});
+                  defaultButton, box->parentWidget() != nullptr, className});
     if (QAbstractButton* button = box->button(answer)) {
         button->click();
     } else {

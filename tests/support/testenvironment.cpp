@@ -36,8 +36,14 @@ TestEnvironment::TestEnvironment()
     // Nothing may reach the user's own bus; tests that need one start their own.
     setVar("DBUS_SESSION_BUS_ADDRESS",
            QStringLiteral("unix:path=") + base + QStringLiteral("/runtime/no-bus-here"));
-    qunsetenv("DISPLAY");
-    qunsetenv("WAYLAND_DISPLAY");
+    // No window system either, unless one was asked for by name (xcb under xvfb-run, say).
+    const QByteArray platform = qgetenv("QT_QPA_PLATFORM");
+    if (!platform.startsWith("xcb")) {
+        qunsetenv("DISPLAY");
+    }
+    if (!platform.startsWith("wayland")) {
+        qunsetenv("WAYLAND_DISPLAY");
+    }
     currentEnvironment = this;
 }
 

@@ -4,7 +4,8 @@
 #include <QTemporaryDir>
 
 // A private world for one test process: fresh HOME and XDG folders, offscreen
-// widgets, a pinned locale, and no way to reach the real session bus.
+// widgets (unless another platform is named), a pinned locale, and no way to
+// reach the real session bus.
 class TestEnvironment {
 public:
     TestEnvironment();
