@@ -8,6 +8,7 @@ PARDO_PACKAGES=(
     qt6-base-dev qt6-base-dev-tools qt6-svg-dev libqt6sql6-sqlite libsqlite3-dev libgl-dev
     dbus dbus-daemon fonts-dejavu-core
     libdbus-1-dev libcanberra-dev libcanberra-pulse sound-theme-freedesktop
+    scdoc groff-base desktop-file-utils appstream
 )
 
 pardo_say() { printf '%s\n' "$*" >&2; }

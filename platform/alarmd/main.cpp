@@ -6,20 +6,34 @@
 
 #include "alarmdaemon.h"
 #include "buslink.h"
+#include "commandline.h"
 #include "eventstore.h"
 #include "quitsignals.h"
 #include "systemclock.h"
 
 int main(int argc, char* argv[]) {
+    CommandLine commandLine(QStringLiteral("pardo-alarmd"),
+                            QStringLiteral("Alarm daemon of Pardo Reminder: keeps the alarms and "
+                                           "rings them on time."));
+    if (const std::optional<int> status = commandLine.answer(argc, argv)) {
+        return *status;
+    }
     // Started by bus activation the daemon may find no display in its
     // environment; it still keeps and runs the queue rather than crash.
-    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
-        qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-        qWarning("pardo-alarmd: no display in the environment; alarm dialogs will not be seen");
+    const bool noDisplay = qEnvironmentVariableIsEmpty("DISPLAY") &&
+                           qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
+                           qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
+    if (noDisplay) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
     }
     QuitSignals::block();
     QApplication app(argc, argv);
+    if (const std::optional<int> status = commandLine.check(QCoreApplication::arguments())) {
+        return *status;
+    }
+    if (noDisplay) {
+        qWarning("pardo-alarmd: no display in the environment; alarm dialogs will not be seen");
+    }
     QApplication::setApplicationName(QStringLiteral("pardo-alarmd"));
     // Answering the last dialog must not end the daemon.
     QApplication::setQuitOnLastWindowClosed(false);

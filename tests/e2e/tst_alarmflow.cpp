@@ -11,59 +11,17 @@
 #include "taskmanager.h"
 #include "testdatabase.h"
 
+using DaemonClient::callbackEvent;
+using DaemonClient::dialogEventsOf;
 using DaemonClient::Event;
+using DaemonClient::respond;
+using DaemonClient::respondWithin;
 using DaemonClient::text;
 
 namespace {
 
 const QString kDaemon = QStringLiteral("org.velmar.alarmd");
 const QString kApp = QStringLiteral("org.velmar.pardoreminder");
-
-// Answers the open dialog of `cookie` with button `index`; false while no dialog is open.
-bool respond(cookie_t cookie, int index) {
-    QDBusMessage call = QDBusMessage::createMethodCall(
-        kDaemon, QStringLiteral("/org/velmar/alarmd"), QStringLiteral("org.velmar.alarmd"),
-        QStringLiteral("respond"));
-    call << qlonglong(cookie) << index;
-    QDBusReply<bool> reply = QDBusConnection::sessionBus().call(call, QDBus::Block, 5000);
-    return reply.isValid() && reply.value();
-}
-
-// Waits for the dialog of `cookie` and presses button `index` (QTRY would press it twice).
-bool respondWithin(cookie_t cookie, int index, int timeoutMs) {
-    return QTest::qWaitFor([cookie, index] { return respond(cookie, index); }, timeoutMs);
-}
-
-// The PARDO events of one task that carry the dialog buttons.
-std::vector<Event> dialogEventsOf(int taskId) {
-    std::vector<Event> found;
-    for (Event& event : DaemonClient::events("PARDO")) {
-        if (alarm_event_get_attr_int(event.get(), "task_id", 0) == taskId &&
-            alarm_event_get_action_count(event.get()) == 3) {
-            found.push_back(std::move(event));
-        }
-    }
-    return found;
-}
-
-Event callbackEvent(int taskId, int alarmNo, time_t when) {
-    Event event(alarm_event_create());
-    alarm_event_set_alarm_appid(event.get(), "PARDO");
-    alarm_event_set_title(event.get(), "PARDO");
-    alarm_event_set_attr_int(event.get(), "task_id", taskId);
-    event->alarm_time = when;
-    alarm_action_t* action = alarm_event_add_actions(event.get(), 1);
-    alarm_action_set_dbus_service(action, "org.velmar.pardoreminder");
-    alarm_action_set_dbus_path(action, "/org/velmar/pardoreminder");
-    alarm_action_set_dbus_interface(action, "org.velmar.pardoreminder");
-    alarm_action_set_dbus_name(action, "alarm_triggered");
-    int32_t task = taskId;
-    int32_t alarm = alarmNo;
-    alarm_action_set_dbus_args(action, DBUS_TYPE_INT32, &task, DBUS_TYPE_INT32, &alarm,
-                               DBUS_TYPE_INVALID);
-    action->flags = 0x1022;
-    return event;
-}
 
 } // namespace
 

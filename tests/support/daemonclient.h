@@ -6,7 +6,9 @@
 #include <alarmd/libalarm.h>
 
 #include <cstdlib>
+#include <ctime>
 #include <memory>
+#include <vector>
 
 // Owning handles and small helpers for tests that talk to pardo-alarmd.
 namespace DaemonClient {
@@ -28,5 +30,14 @@ QList<cookie_t> cookies(const char* appid);
 std::vector<Event> events(const char* appid);
 
 QString text(const char* value);
+
+// Answers the open dialog of `cookie` with button `index`; false while no dialog is open.
+bool respond(cookie_t cookie, int index);
+// Waits for the dialog of `cookie` and presses button `index` (QTRY would press it twice).
+bool respondWithin(cookie_t cookie, int index, int timeoutMs);
+// The PARDO events of one task that carry the dialog buttons.
+std::vector<Event> dialogEventsOf(int taskId);
+// The event the application places for a dated task: at `when` the daemon calls it back.
+Event callbackEvent(int taskId, int alarmNo, time_t when);
 
 } // namespace DaemonClient

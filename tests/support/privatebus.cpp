@@ -3,9 +3,11 @@
 #include <QDir>
 #include <QFile>
 
-PrivateBus::PrivateBus(const QString& folder)
-    : folder(folder) {
-    QDir().mkpath(servicesDir());
+PrivateBus::PrivateBus(const QString& folder, const QString& servicesDir)
+    : folder(folder)
+    , services(servicesDir.isEmpty() ? folder + QStringLiteral("/services") : servicesDir) {
+    QDir().mkpath(folder);
+    QDir().mkpath(services);
     const QString config = folder + QStringLiteral("/session.conf");
     QFile file(config);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
@@ -24,7 +26,7 @@ PrivateBus::PrivateBus(const QString& folder)
                    "    <allow own=\"*\"/>\n"
                    "  </policy>\n"
                    "</busconfig>\n")
-                   .arg(folder, servicesDir())
+                   .arg(folder, services)
                    .toUtf8());
     file.close();
 
