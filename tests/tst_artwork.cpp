@@ -44,10 +44,15 @@ const ImageEntry kImages[] = {
     {"icon_cancel_small.png", 50, 50, "png"},
 };
 
+QString doubleDensityName(const char* name) {
+    QString doubled = QString::fromLatin1(name);
+    return doubled.insert(doubled.lastIndexOf(QLatin1Char('.')), QStringLiteral("@2x"));
+}
+
 QStringList expectedNames() {
     QStringList names;
     for (const ImageEntry& entry : kImages)
-        names << QString::fromLatin1(entry.name);
+        names << QString::fromLatin1(entry.name) << doubleDensityName(entry.name);
     names.sort();
     return names;
 }
@@ -76,6 +81,20 @@ int middleLuminance(const QImage& image) {
         for (int x = image.width() / 5; x < image.width() * 4 / 5; ++x) {
             const QRgb c = image.pixel(x, y);
             if (qAlpha(c) == 255) {
+                sum += luminance(c);
+                ++count;
+            }
+        }
+    return count ? int(sum / count) : -1;
+}
+
+// Mean luminance of the pixels that are at least half opaque.
+int meanLuminance(const QImage& image) {
+    qint64 sum = 0, count = 0;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x) {
+            const QRgb c = image.pixel(x, y);
+            if (qAlpha(c) >= 128) {
                 sum += luminance(c);
                 ++count;
             }
@@ -115,6 +134,8 @@ private Q_SLOTS:
     void iconsSitOnTransparentCanvas_data();
     void iconsSitOnTransparentCanvas();
     void backgroundIsDark();
+    void doubleDensityDrawsTheSameImage_data();
+    void doubleDensityDrawsTheSameImage();
     void themeIcons_data();
     void themeIcons();
     void scalableThemeIconDrawsTheSameIcon();
@@ -143,8 +164,11 @@ void TestArtwork::resourceImage_data() {
     QTest::addColumn<int>("width");
     QTest::addColumn<int>("height");
     QTest::addColumn<QByteArray>("format");
-    for (const ImageEntry& entry : kImages)
+    for (const ImageEntry& entry : kImages) {
         QTest::newRow(entry.name) << entry.width << entry.height << QByteArray(entry.format);
+        QTest::newRow(qPrintable(doubleDensityName(entry.name)))
+            << 2 * entry.width << 2 * entry.height << QByteArray(entry.format);
+    }
 }
 
 void TestArtwork::resourceImage() {
@@ -174,8 +198,8 @@ void TestArtwork::generatorWritesExactlyTheTable() {
 
 void TestArtwork::generatedMatchesResourceSize_data() {
     QTest::addColumn<QString>("name");
-    for (const ImageEntry& entry : kImages)
-        QTest::newRow(entry.name) << QString::fromLatin1(entry.name);
+    for (const QString& name : expectedNames())
+        QTest::newRow(qPrintable(name)) << name;
 }
 
 void TestArtwork::generatedMatchesResourceSize() {
@@ -249,6 +273,28 @@ void TestArtwork::backgroundIsDark() {
             sum += luminance(background.pixel(x, y));
     const qint64 samples = qint64((background.height() + 3) / 4) * ((background.width() + 3) / 4);
     QVERIFY(sum / samples < 0x40);
+}
+
+void TestArtwork::doubleDensityDrawsTheSameImage_data() {
+    QTest::addColumn<QString>("name");
+    for (const ImageEntry& entry : kImages)
+        if (QByteArray(entry.format) == "png")
+            QTest::newRow(entry.name) << QString::fromLatin1(entry.name);
+}
+
+void TestArtwork::doubleDensityDrawsTheSameImage() {
+    QFETCH(QString, name);
+    const QImage single = resource(qPrintable(name));
+    const QImage doubled = resource(qPrintable(doubleDensityName(qPrintable(name))));
+    QCOMPARE(doubled.size(), 2 * single.size());
+    // The same drawing with finer edges: brought down to the single size it covers the
+    // same area and has the same colour in the middle.
+    const QImage reduced =
+        doubled.scaled(single.size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    QVERIFY2(
+        qAbs(coverage(reduced) - coverage(single)) < 0.03,
+        qPrintable(QStringLiteral("%1 against %2").arg(coverage(reduced)).arg(coverage(single))));
+    QVERIFY(qAbs(meanLuminance(reduced) - meanLuminance(single)) < 16);
 }
 
 void TestArtwork::themeIcons_data() {

@@ -4,11 +4,12 @@
 #include "painting.h"
 
 #include <QDir>
-#include <QFileInfo>
+#include <QFile>
 #include <QImageWriter>
 #include <QLinearGradient>
 #include <QPainter>
 #include <QRadialGradient>
+#include <QRegularExpression>
 #include <QSvgGenerator>
 
 #include <cstdio>
@@ -66,9 +67,9 @@ QImage darkBackground() {
 
     // Fine grain from a fixed-seed xorshift, so the output never changes between runs.
     quint32 state = 0x9e3779b9u;
-    for (int y = 0; y < h; ++y) {
+    for (int y = 0; y < image.height(); ++y) {
         auto* row = reinterpret_cast<QRgb*>(image.scanLine(y));
-        for (int x = 0; x < w; ++x) {
+        for (int x = 0; x < image.width(); ++x) {
             state ^= state << 13;
             state ^= state >> 17;
             state ^= state << 5;
@@ -209,7 +210,23 @@ bool writeThemeIcons(const QDir& hicolor) {
         beginIcon(p, 100);
         drawStopwatch(p);
     }
-    return QFileInfo(path).size() > 0;
+    // The icon has no text; the generator still names a font on every group, and an
+    // invalid one at that (no application object, no fonts): leave those out.
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        std::fprintf(stderr, "cannot read %s\n", qPrintable(path));
+        return false;
+    }
+    QString svgText = QString::fromUtf8(file.readAll());
+    file.close();
+    svgText.remove(
+        QRegularExpression(QStringLiteral("\\s+font-(family|size|weight|style)=\"[^\"]*\"")));
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
+        file.write(svgText.toUtf8()) < 0) {
+        std::fprintf(stderr, "cannot write %s\n", qPrintable(path));
+        return false;
+    }
+    return true;
 }
 
 } // namespace
@@ -225,18 +242,25 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "cannot create %s\n", argv[1]);
         return 1;
     }
-    for (const Artwork& artwork : artworks()) {
-        const QString name = QString::fromLatin1(artwork.name);
-        const bool jpeg = name.endsWith(QLatin1String(".jpg"));
-        QImageWriter writer(dir.filePath(name), jpeg ? "jpeg" : "png");
-        if (jpeg)
-            writer.setQuality(90);
-        if (!writer.write(artwork.make())) {
-            std::fprintf(stderr, "cannot write %s: %s\n", qPrintable(writer.fileName()),
-                         qPrintable(writer.errorString()));
-            return 1;
+    // Every image once as designed and once at twice the density, for screens scaled by 2.
+    for (const int scale : {1, 2}) {
+        setCanvasScale(scale);
+        for (const Artwork& artwork : artworks()) {
+            QString name = QString::fromLatin1(artwork.name);
+            const bool jpeg = name.endsWith(QLatin1String(".jpg"));
+            if (scale != 1)
+                name.insert(name.lastIndexOf(QLatin1Char('.')), QStringLiteral("@%1x").arg(scale));
+            QImageWriter writer(dir.filePath(name), jpeg ? "jpeg" : "png");
+            if (jpeg)
+                writer.setQuality(90);
+            if (!writer.write(artwork.make())) {
+                std::fprintf(stderr, "cannot write %s: %s\n", qPrintable(writer.fileName()),
+                             qPrintable(writer.errorString()));
+                return 1;
+            }
         }
     }
+    setCanvasScale(1);
     if (withIcons && !writeThemeIcons(QDir(QString::fromLocal8Bit(argv[3]))))
         return 1;
     return 0;

@@ -6,11 +6,18 @@
 
 namespace art {
 
+static int canvasScale = 1;
+
+void setCanvasScale(int scale) {
+    canvasScale = scale;
+}
+
 QImage newCanvas(int width, int height, QImage::Format format) {
-    QImage image(width, height, format);
+    QImage image(width * canvasScale, height * canvasScale, format);
     image.fill(Qt::transparent);
-    image.setDotsPerMeterX(3780); // 96 dpi
-    image.setDotsPerMeterY(3780);
+    image.setDotsPerMeterX(3780 * canvasScale); // 96 dpi per logical pixel
+    image.setDotsPerMeterY(3780 * canvasScale);
+    image.setDevicePixelRatio(canvasScale);
     return image;
 }
 

@@ -18,8 +18,13 @@ inline const QColor kRed(0xd0, 0x30, 0x30);
 inline const QColor kFace(0x2a, 0x2a, 0x2a);
 
 // Transparent canvas with a fixed resolution, so saved files never depend on the screen.
+// Sizes are logical: the canvas holds `scale` device pixels per pixel (see setCanvasScale),
+// and a painter on it draws in logical pixels.
 QImage newCanvas(int width, int height,
                  QImage::Format format = QImage::Format_ARGB32_Premultiplied);
+// Device pixels per logical pixel of the canvases made from now on: 2 draws the "@2x"
+// images that high-density screens load instead.
+void setCanvasScale(int scale);
 
 QPainterPath circle(const QPointF& center, qreal radius);
 QPainterPath outline(const QPainterPath& path, qreal width, Qt::PenCapStyle cap = Qt::RoundCap);
