@@ -40,7 +40,7 @@ QDateTime Alarm::getNextOccurrence() const {
         occurrence = next;
         t = addAlarmOffset(occurrence);
     }
-    // "Forever" ends at the start, so only a first occurrence still ahead passes here.
+    // Past the last occurrence there is no next moment; "Forever" by weeks and up never ends.
     const QDateTime end = task.calculateEndDateTime();
     if (end < t) {
         return QDateTime();

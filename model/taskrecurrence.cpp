@@ -543,8 +543,15 @@ QDateTime Task::calculateEndDateTime() const {
     if (repetition_ == RepeatUntilDate) {
         return localMoment(repetitionStopDate_, time_);
     }
+    // The daemon cannot repeat weeks, months or years by itself: each ring places the
+    // next one, so such a "Forever" repetition must not end, or it would ring only once.
+    if (repetition_ == RepeatForever &&
+        (repeatIntervalType_ == IntervalWeeks || repeatIntervalType_ == IntervalMonths ||
+         repeatIntervalType_ == IntervalYears)) {
+        return QDateTime::fromMSecsSinceEpoch(std::numeric_limits<qint64>::max(), Qt::UTC);
+    }
     const QDateTime start = localMoment(date_, time_);
-    // "Never", "Forever" and anything unknown end at the start; the alarms rely on it.
+    // "Never", a "Forever" the daemon repeats itself and anything unknown end at the start.
     if (repetition_ != RepeatXTimes) {
         return start;
     }

@@ -2,6 +2,7 @@
 
 #include "alarmmanager.h"
 #include "daemonclient.h"
+#include "literalrecurrence.h"
 #include "pardotest.h"
 #include "silentsounddevice.h"
 #include "task.h"
@@ -64,6 +65,17 @@ time_t secondsOf(const QDateTime& moment) {
     return time_t(moment.toSecsSinceEpoch());
 }
 
+// Only the callback events of a task: the ones that keep a repetition going.
+std::vector<Event> callbacksOf(int taskId) {
+    std::vector<Event> result;
+    for (Event& event : eventsOf(taskId)) {
+        if (alarm_event_get_action_count(event.get()) == 1) {
+            result.push_back(std::move(event));
+        }
+    }
+    return result;
+}
+
 } // namespace
 
 class TestAlarmManager : public QObject {
@@ -80,7 +92,8 @@ private Q_SLOTS:
     void trivialRepetitionRecursInTheDaemon();
     void finishedTrivialRepetitionIsNotPlaced();
     void weeklyRepetitionUsesCallbacks();
-    void foreverWeeklyKeepsOnlyAlarmsUpToTheStart();
+    void foreverRepetitionKeepsRinging_data();
+    void foreverRepetitionKeepsRinging();
     void othersEventsAreNeverDeleted();
     void dialogEventForAlarmBeyondTheList();
     void callbackReplacesNonTrivialRepetitionsFirst();
@@ -303,18 +316,124 @@ void TestAlarmManager::weeklyRepetitionUsesCallbacks() {
     }
 }
 
-void TestAlarmManager::foreverWeeklyKeepsOnlyAlarmsUpToTheStart() {
-    const QDate start = QDate::currentDate().addDays(5);
-    Task* task = newTask(QStringLiteral("Choir"), true, Task::D);
-    task->setDate(start);
-    task->setTime(QTime(19, 0));
-    task->setRepetitionFields(RepeatForever, 0, QDate(), 1, IntervalWeeks, {start.dayOfWeek()}, 1);
-    task->addAlarm(true, 1, Alarm::Hours, QString());
-    task->addAlarm(false, 10, Alarm::Minutes, QString());
-    alarms->setAlarms(*task);
-    std::vector<Event> placed = eventsOf(task->id());
-    QCOMPARE(placed.size(), size_t(1));
-    QCOMPARE(placed[0]->trigger, secondsOf(QDateTime(start, QTime(18, 0))));
+void TestAlarmManager::foreverRepetitionKeepsRinging_data() {
+    QTest::addColumn<int>("intervalType");
+    QTest::addColumn<int>("every");
+    QTest::addColumn<QList<int>>("weekdays");
+    QTest::addColumn<int>("monthly");
+    QTest::addColumn<QString>("extra");
+    QTest::addColumn<int>("startInDays");
+    QTest::newRow("weekly Mon+Thu")
+        << int(IntervalWeeks) << 1 << QList<int>{1, 4} << 1 << QStringLiteral("W:1:4") << -60;
+    QTest::newRow("every 2 weeks")
+        << int(IntervalWeeks) << 2 << QList<int>{1, 4} << 1 << QStringLiteral("W:1:4") << -100;
+    QTest::newRow("monthly by day")
+        << int(IntervalMonths) << 1 << QList<int>() << 1 << QStringLiteral("M:1") << -400;
+    QTest::newRow("monthly by weekday") << int(IntervalMonths) << 1 << QList<int>()
+                                        << int(MonthlyByDayOfWeek) << QStringLiteral("M:2") << -300;
+    QTest::newRow("yearly") << int(IntervalYears) << 1 << QList<int>() << 1 << QString() << -1000;
+}
+
+void TestAlarmManager::foreverRepetitionKeepsRinging() {
+    QFETCH(int, intervalType);
+    QFETCH(int, every);
+    QFETCH(QList<int>, weekdays);
+    QFETCH(int, monthly);
+    QFETCH(QString, extra);
+    QFETCH(int, startInDays);
+    const QTime noon(12, 0);
+    const QDateTime now = QDateTime::currentDateTime();
+    for (int minute : {-30, 0, 10}) {
+        if (qAbs(QDateTime(now.date(), noon).addSecs(minute * 60).secsTo(now)) < 120) {
+            QSKIP("too close to an alarm moment of the test");
+        }
+    }
+    QDate start = QDate::currentDate().addDays(startInDays);
+    if (intervalType == IntervalWeeks) {
+        while (!weekdays.contains(start.dayOfWeek())) {
+            start = start.addDays(1);
+        }
+    } else if (start.day() > 28) {
+        start = start.addDays(-3);
+    }
+    QVERIFY(TestDatabase::exec(
+        QStringLiteral("INSERT INTO tasks (id, name, active, type, date, time) VALUES "
+                       "(40, 'Bins', 1, 2, '%1', '12:00')")
+            .arg(start.toString(Qt::ISODate))));
+    QVERIFY(TestDatabase::exec(QStringLiteral(
+        "INSERT INTO alarms (task_id, is_before, units, unit_type, description) VALUES "
+        "(40, 0, 0, 0, 'out'), (40, 1, 30, 0, 'soon'), (40, 1, 1, 2, 'tomorrow'), "
+        "(40, 0, 10, 0, 'late')")));
+    QVERIFY(TestDatabase::exec(
+        QStringLiteral(
+            "INSERT INTO repetitions (task_id, repeat_type, repeat_units, repeat_stop_date, "
+            "repeat_interval_type, repeat_interval_units, extra_data) VALUES "
+            "(40, 2, 0, '', %1, %2, '%3')")
+            .arg(intervalType)
+            .arg(every)
+            .arg(extra)));
+    manager->loadTasks();
+    Task* task = nullptr;
+    for (Task* candidate : manager->allTasks()) {
+        if (candidate->id() == 40) {
+            task = candidate;
+        }
+    }
+    QVERIFY(task);
+    QCOMPARE(task->noOfAlarms(), 4);
+
+    // Each alarm's moment on the first occurrence after now at which it is still ahead.
+    const QList<QDate> dates = LiteralRecurrence::calendarDates(
+        intervalType, every, weekdays, monthly, start, QDate::currentDate().addYears(3));
+    QList<time_t> expected;
+    for (int i = 0; i < task->noOfAlarms(); ++i) {
+        const Alarm* alarm = task->getAlarm(i);
+        for (const QDate& date : dates) {
+            const QDateTime occurrence(date, noon);
+            if (now < occurrence && now < alarm->addAlarmOffset(occurrence)) {
+                expected.append(secondsOf(alarm->addAlarmOffset(occurrence)));
+                break;
+            }
+        }
+    }
+    QCOMPARE(expected.size(), 4);
+    const auto verifyPlaced = [&] {
+        std::vector<Event> placed = callbacksOf(40);
+        QCOMPARE(placed.size(), size_t(4));
+        for (const Event& event : placed) {
+            const alarm_action_t* callback = alarm_event_get_action(event.get(), 0);
+            QCOMPARE(text(alarm_action_get_dbus_name(callback)), QStringLiteral("alarm_triggered"));
+            const int alarmNo = alarm_action_get_dbus_arg(callback, 1)->value.int32_value;
+            QVERIFY(alarmNo >= 0 && alarmNo < 4);
+            QCOMPARE(event->trigger, expected.at(alarmNo));
+        }
+    };
+
+    manager->setAlarmsForTask(*task);
+    verifyPlaced();
+    if (QTest::currentTestFailed()) {
+        return;
+    }
+    // A ring: the next occurrence's events are placed again, with the dialog beside them.
+    manager->handleAlarmTriggeredForTask(40, 0);
+    verifyPlaced();
+    if (QTest::currentTestFailed()) {
+        return;
+    }
+    QCOMPARE(eventsOf(40).size(), size_t(5));
+    manager->handleAlarmTriggeredForTask(40, 3);
+    verifyPlaced();
+    if (QTest::currentTestFailed()) {
+        return;
+    }
+
+    // Switched off, nothing is left; a late ring then shows its dialog and places nothing.
+    task->changeActivationState();
+    QVERIFY(!task->active());
+    QVERIFY(eventsOf(40).empty());
+    manager->handleAlarmTriggeredForTask(40, 1);
+    QVERIFY(callbacksOf(40).empty());
+    QCOMPARE(eventsOf(40).size(), size_t(1));
 }
 
 void TestAlarmManager::othersEventsAreNeverDeleted() {

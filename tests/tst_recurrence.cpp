@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "literalrecurrence.h"
 #include "pardotest.h"
 #include "task.h"
 #include "taskless.h"
@@ -48,6 +49,21 @@ QString shown(const QDateTime& moment) {
     }
     return moment.toString(Qt::ISODate) + QStringLiteral(" %1").arg(moment.offsetFromUtc());
 }
+
+// The dates of a repetition at 12:00 that never lands on a shortened month end, counted on
+// the calendar alone: weekly from a start on a chosen day, monthly and yearly from a day <= 28.
+struct Calendar {
+    int intervalType;
+    int every;
+    QList<int> weekdays;
+    int monthly;
+
+    // The dates from start on that are occurrences, up to and including the limit.
+    QList<QDate> dates(const QDate& start, const QDate& limit) const {
+        return LiteralRecurrence::calendarDates(intervalType, every, weekdays, monthly, start,
+                                                limit);
+    }
+};
 
 void warmUpWith(const QDateTime& moment) {
     // Any local conversion leaves its offset behind for the next one.
@@ -103,6 +119,8 @@ private Q_SLOTS:
 
     void nextOccurrenceStepsPastAlarmsAlreadyDue();
     void nextOccurrenceAfterTheEnd();
+    void foreverHasNoEnd_data();
+    void foreverHasNoEnd();
     void nextOccurrenceOfForeverTask_data();
     void nextOccurrenceOfForeverTask();
 
@@ -407,26 +425,51 @@ void TestRecurrence::xTimesOnce() {
 void TestRecurrence::endOfEachKind_data() {
     QTest::addColumn<int>("type");
     QTest::addColumn<int>("repetition");
-    QTest::addColumn<bool>("isStart");
-    QTest::newRow("countdown") << int(Task::T) << int(RepeatNever) << false;
-    QTest::newRow("never") << int(Task::D) << int(RepeatNever) << true;
-    QTest::newRow("forever") << int(Task::D) << int(RepeatForever) << true;
-    QTest::newRow("damaged kind 0") << int(Task::D) << 0 << true;
-    QTest::newRow("damaged kind 9") << int(Task::D) << 9 << true;
+    QTest::addColumn<int>("intervalType");
+    QTest::addColumn<QString>("end");
+    QTest::newRow("countdown") << int(Task::T) << int(RepeatNever) << int(IntervalDays)
+                               << QStringLiteral("invalid");
+    QTest::newRow("never") << int(Task::D) << int(RepeatNever) << int(IntervalWeeks)
+                           << QStringLiteral("start");
+    // The daemon repeats these itself: their end stays the start.
+    QTest::newRow("forever, minutes")
+        << int(Task::D) << int(RepeatForever) << int(IntervalMinutes) << QStringLiteral("start");
+    QTest::newRow("forever, hours")
+        << int(Task::D) << int(RepeatForever) << int(IntervalHours) << QStringLiteral("start");
+    QTest::newRow("forever, days")
+        << int(Task::D) << int(RepeatForever) << int(IntervalDays) << QStringLiteral("start");
+    QTest::newRow("forever, weeks")
+        << int(Task::D) << int(RepeatForever) << int(IntervalWeeks) << QStringLiteral("none");
+    QTest::newRow("forever, months")
+        << int(Task::D) << int(RepeatForever) << int(IntervalMonths) << QStringLiteral("none");
+    QTest::newRow("forever, years")
+        << int(Task::D) << int(RepeatForever) << int(IntervalYears) << QStringLiteral("none");
+    QTest::newRow("forever, unknown interval")
+        << int(Task::D) << int(RepeatForever) << 9 << QStringLiteral("start");
+    QTest::newRow("damaged kind 0")
+        << int(Task::D) << 0 << int(IntervalWeeks) << QStringLiteral("start");
+    QTest::newRow("damaged kind 9")
+        << int(Task::D) << 9 << int(IntervalYears) << QStringLiteral("start");
 }
 
 void TestRecurrence::endOfEachKind() {
     QFETCH(int, type);
     QFETCH(int, repetition);
-    QFETCH(bool, isStart);
+    QFETCH(int, intervalType);
+    QFETCH(QString, end);
     Task task(*manager, 3, QStringLiteral("End"), true, Task::Type(type));
     task.setDate(QDate(2026, 6, 10));
     task.setTime(QTime(9, 0));
-    task.setRepetitionFields(repetition, 5, QDate(2026, 7, 1), 1, IntervalDays, {}, 1);
-    if (isStart) {
+    task.setRepetitionFields(repetition, 5, QDate(2026, 7, 1), 1, intervalType, {3}, 1);
+    if (end == QLatin1String("start")) {
         COMPARE_MOMENT(task.calculateEndDateTime(), at(2026, 6, 10, 9, 0));
-    } else {
+    } else if (end == QLatin1String("invalid")) {
         QVERIFY(!task.calculateEndDateTime().isValid());
+    } else {
+        // No end: later than any occurrence a calendar can hold.
+        QVERIFY(task.calculateEndDateTime().isValid());
+        QVERIFY(QDateTime(QDate(9999, 12, 31), QTime(23, 59)) < task.calculateEndDateTime());
+        QCOMPARE(task.getNumberOfRepetitionsFromDateTime(nullptr), -1);
     }
 }
 
@@ -713,43 +756,154 @@ void TestRecurrence::nextOccurrenceAfterTheEnd() {
     QVERIFY(!lastAhead->getAlarm(1)->getNextOccurrence().isValid());
 }
 
+void TestRecurrence::foreverHasNoEnd_data() {
+    QTest::addColumn<int>("intervalType");
+    QTest::addColumn<int>("every");
+    QTest::addColumn<QList<int>>("weekdays");
+    QTest::addColumn<int>("monthly");
+    QTest::addColumn<QDate>("start");
+    QTest::addColumn<QDate>("from");
+    // Starts years back, asked across both daylight-saving changes of a later year.
+    QTest::newRow("every week, Mon and Thu") << int(IntervalWeeks) << 1 << QList<int>{1, 4} << 1
+                                             << QDate(2023, 1, 2) << QDate(2026, 3, 27);
+    QTest::newRow("every 2 weeks, Mon and Thu") << int(IntervalWeeks) << 2 << QList<int>{1, 4} << 1
+                                                << QDate(2023, 1, 5) << QDate(2026, 10, 22);
+    QTest::newRow("every month, same day")
+        << int(IntervalMonths) << 1 << QList<int>() << 1 << QDate(2022, 5, 28) << QDate(2026, 3, 2);
+    QTest::newRow("every 3 months, same day") << int(IntervalMonths) << 3 << QList<int>() << 1
+                                              << QDate(2021, 11, 9) << QDate(2026, 10, 30);
+    QTest::newRow("every month, 4th Sunday")
+        << int(IntervalMonths) << 1 << QList<int>() << int(MonthlyByDayOfWeek) << QDate(2024, 2, 25)
+        << QDate(2026, 3, 1);
+    QTest::newRow("every 2 months, 1st Tuesday")
+        << int(IntervalMonths) << 2 << QList<int>() << int(MonthlyByDayOfWeek) << QDate(2025, 1, 7)
+        << QDate(2026, 10, 1);
+    QTest::newRow("every year") << int(IntervalYears) << 1 << QList<int>() << 1
+                                << QDate(2019, 3, 28) << QDate(2026, 3, 28);
+    QTest::newRow("every 2 years")
+        << int(IntervalYears) << 2 << QList<int>() << 1 << QDate(2016, 11, 1) << QDate(2026, 11, 1);
+}
+
+void TestRecurrence::foreverHasNoEnd() {
+    QFETCH(int, intervalType);
+    QFETCH(int, every);
+    QFETCH(QList<int>, weekdays);
+    QFETCH(int, monthly);
+    QFETCH(QDate, start);
+    QFETCH(QDate, from);
+    const QTime noon(12, 0);
+    Task* task =
+        dated(QDateTime(start, noon), RepeatForever, every, intervalType, weekdays, monthly);
+    const QDateTime asked(from, QTime(13, 0));
+    const QList<QDate> dates =
+        Calendar{intervalType, every, weekdays, monthly}.dates(start, from.addYears(8));
+    QList<QDate> ahead;
+    for (const QDate& date : dates) {
+        if (asked < QDateTime(date, noon)) {
+            ahead.append(date);
+        }
+    }
+    QVERIFY(ahead.size() >= 3);
+    const QDateTime end = task->calculateEndDateTime();
+    for (int n = 1; n <= 3; ++n) {
+        const QDateTime occurrence = task->nthRepetitionFromDateTime(asked, n);
+        COMPARE_MOMENT(occurrence, QDateTime(ahead.at(n - 1), noon));
+        QVERIFY(!(end < occurrence));
+    }
+    QVERIFY(!(end < QDateTime(from.addYears(400), noon)));
+    QCOMPARE(task->getNumberOfRepetitionsFromDateTime(&asked), -1);
+}
+
 void TestRecurrence::nextOccurrenceOfForeverTask_data() {
+    QTest::addColumn<int>("intervalType");
+    QTest::addColumn<int>("every");
+    QTest::addColumn<QList<int>>("weekdays");
+    QTest::addColumn<int>("monthly");
     QTest::addColumn<int>("startInDays");
     QTest::addColumn<bool>("isBefore");
     QTest::addColumn<int>("units");
     QTest::addColumn<int>("unit");
-    QTest::addColumn<int>("expectedShiftMinutes");
-    QTest::addColumn<bool>("valid");
-    // "Forever" ends at its start: only a first occurrence still ahead, with an alarm not after it.
-    QTest::newRow("started, on time") << -10 << false << 0 << int(Alarm::Minutes) << 0 << false;
-    QTest::newRow("started, before") << -10 << true << 30 << int(Alarm::Minutes) << 0 << false;
-    QTest::newRow("ahead, on time") << 3 << false << 0 << int(Alarm::Minutes) << 0 << true;
-    QTest::newRow("ahead, an hour before") << 3 << true << 1 << int(Alarm::Hours) << -60 << true;
-    QTest::newRow("ahead, a day before") << 3 << true << 1 << int(Alarm::Days) << -1440 << true;
-    QTest::newRow("ahead, five minutes after")
-        << 3 << false << 5 << int(Alarm::Minutes) << 0 << false;
+    const QList<int> monThu{1, 4};
+    const int weeks = IntervalWeeks;
+    const int months = IntervalMonths;
+    const int years = IntervalYears;
+    const int byWeekday = MonthlyByDayOfWeek;
+    const int minutes = Alarm::Minutes;
+    // Every alarm of a task started long ago still has a next moment, and so has one of a
+    // task still ahead, whatever its offset.
+    QTest::newRow("weekly Mon+Thu, on time")
+        << weeks << 1 << monThu << 1 << -60 << false << 0 << minutes;
+    QTest::newRow("weekly Mon+Thu, 30 minutes before")
+        << weeks << 1 << monThu << 1 << -60 << true << 30 << minutes;
+    QTest::newRow("weekly Mon+Thu, a day before")
+        << weeks << 1 << monThu << 1 << -60 << true << 1 << int(Alarm::Days);
+    QTest::newRow("weekly Mon+Thu, 10 minutes after")
+        << weeks << 1 << monThu << 1 << -60 << false << 10 << minutes;
+    QTest::newRow("every 2 weeks, on time")
+        << weeks << 2 << monThu << 1 << -100 << false << 0 << minutes;
+    QTest::newRow("every 2 weeks, 2 hours before")
+        << weeks << 2 << monThu << 1 << -100 << true << 2 << int(Alarm::Hours);
+    QTest::newRow("monthly by day, on time")
+        << months << 1 << QList<int>() << 1 << -400 << false << 0 << minutes;
+    QTest::newRow("monthly by day, a day before")
+        << months << 1 << QList<int>() << 1 << -400 << true << 1 << int(Alarm::Days);
+    QTest::newRow("monthly by weekday, on time")
+        << months << 1 << QList<int>() << byWeekday << -300 << false << 0 << minutes;
+    QTest::newRow("monthly by weekday, 10 minutes after")
+        << months << 1 << QList<int>() << byWeekday << -300 << false << 10 << minutes;
+    QTest::newRow("yearly, on time")
+        << years << 1 << QList<int>() << 1 << -1000 << false << 0 << minutes;
+    QTest::newRow("yearly, 30 minutes before")
+        << years << 1 << QList<int>() << 1 << -1000 << true << 30 << minutes;
+    QTest::newRow("weekly Mon+Thu, ahead, 10 minutes after")
+        << weeks << 1 << monThu << 1 << 9 << false << 10 << minutes;
+    QTest::newRow("monthly, ahead, a day before")
+        << months << 1 << QList<int>() << 1 << 40 << true << 1 << int(Alarm::Days);
 }
 
 void TestRecurrence::nextOccurrenceOfForeverTask() {
+    QFETCH(int, intervalType);
+    QFETCH(int, every);
+    QFETCH(QList<int>, weekdays);
+    QFETCH(int, monthly);
     QFETCH(int, startInDays);
     QFETCH(bool, isBefore);
     QFETCH(int, units);
     QFETCH(int, unit);
-    QFETCH(int, expectedShiftMinutes);
-    QFETCH(bool, valid);
-    const QDateTime start(QDate::currentDate().addDays(startInDays), QTime(12, 0));
-    for (int intervalType : {int(IntervalWeeks), int(IntervalMonths), int(IntervalYears)}) {
-        Task* task = dated(start, RepeatForever, 1, intervalType, {1, 2, 3, 4, 5, 6, 7});
-        task->addAlarm(isBefore, units, Alarm::Unit(unit), QString());
-        const QDateTime next = task->getAlarm(0)->getNextOccurrence();
-        QCOMPARE(next.isValid(), valid);
-        if (valid) {
-            const QDateTime expected = unit == Alarm::Days
-                                           ? start.addDays(expectedShiftMinutes / 1440)
-                                           : start.addSecs(expectedShiftMinutes * 60);
-            COMPARE_MOMENT(next, expected);
+    const QTime noon(12, 0);
+    const QDateTime now = QDateTime::currentDateTime();
+    // Noon and the alarm moments around it must not be passed while the test runs.
+    for (int minute : {-120, -30, 0, 10}) {
+        if (qAbs(QDateTime(now.date(), noon).addSecs(minute * 60).secsTo(now)) < 120) {
+            QSKIP("too close to an alarm moment of the test");
         }
     }
+    // A start on a chosen weekday, or on a day every month has.
+    QDate start = QDate::currentDate().addDays(startInDays);
+    if (intervalType == IntervalWeeks) {
+        while (!weekdays.contains(start.dayOfWeek())) {
+            start = start.addDays(1);
+        }
+    } else if (start.day() > 28) {
+        start = start.addDays(-3);
+    }
+    Task* task =
+        dated(QDateTime(start, noon), RepeatForever, every, intervalType, weekdays, monthly);
+    task->addAlarm(isBefore, units, Alarm::Unit(unit), QString());
+    const Alarm* alarm = task->getAlarm(0);
+    // The first occurrence after now whose alarm moment is after now too.
+    QDateTime expected;
+    const QList<QDate> dates = Calendar{intervalType, every, weekdays, monthly}.dates(
+        start, QDate::currentDate().addYears(3));
+    for (const QDate& date : dates) {
+        const QDateTime occurrence(date, noon);
+        if (now < occurrence && now < alarm->addAlarmOffset(occurrence)) {
+            expected = alarm->addAlarmOffset(occurrence);
+            break;
+        }
+    }
+    QVERIFY(expected.isValid());
+    COMPARE_MOMENT(alarm->getNextOccurrence(), expected);
 }
 
 void TestRecurrence::damagedRowsCannotAdvance_data() {

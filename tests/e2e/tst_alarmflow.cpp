@@ -36,6 +36,7 @@ private Q_SLOTS:
     void activatingCountdownOpensDialog();
     void pardoButtonStartsTheApplication();
     void weeklyCallbackReachesFreshApplication();
+    void foreverWeeklyIsQueuedAgainAfterItRings();
     void callbackBeyondTheAlarmListShowsBareName();
 
 private:
@@ -173,6 +174,78 @@ void TestAlarmFlow::weeklyCallbackReachesFreshApplication() {
     }
     QVERIFY(nextPlaced);
     QVERIFY(respondWithin(dialog[0]->cookie, 0, 5000));
+}
+
+void TestAlarmFlow::foreverWeeklyIsQueuedAgainAfterItRings() {
+    // Bin day, every week on Monday and Thursday at 07:06, forever, started weeks ago.
+    const QTime binTime(7, 6);
+    const QDateTime now = QDateTime::currentDateTime();
+    if (qAbs(QDateTime(now.date(), binTime).secsTo(now)) < 120) {
+        QSKIP("too close to the task's time");
+    }
+    QDate start = QDate::currentDate().addDays(-40);
+    while (start.dayOfWeek() != 1) {
+        start = start.addDays(1);
+    }
+    TestDatabase::exec(QStringLiteral("DELETE FROM tasks WHERE id = 31"));
+    TestDatabase::exec(QStringLiteral("DELETE FROM alarms WHERE task_id = 31"));
+    TestDatabase::exec(QStringLiteral("DELETE FROM repetitions WHERE task_id = 31"));
+    QVERIFY(TestDatabase::exec(QStringLiteral("INSERT INTO tasks (id, name, active, type, date, "
+                                              "time) VALUES (31, 'Bin day', 1, 2, '%1', '07:06')")
+                                   .arg(start.toString(Qt::ISODate))));
+    QVERIFY(TestDatabase::exec(QStringLiteral(
+        "INSERT INTO alarms (task_id, is_before, units, unit_type, description) VALUES "
+        "(31, 0, 0, 0, 'bins out')")));
+    QVERIFY(TestDatabase::exec(
+        QStringLiteral("INSERT INTO repetitions (task_id, repeat_type, repeat_units, "
+                       "repeat_stop_date, repeat_interval_type, repeat_interval_units, "
+                       "extra_data) VALUES (31, 2, 0, '', 3, 1, 'W:1:4')")));
+    manager->loadTasks();
+    Task* task = nullptr;
+    for (Task* candidate : manager->allTasks()) {
+        if (candidate->id() == 31) {
+            task = candidate;
+        }
+    }
+    QVERIFY(task);
+    // The next Monday or Thursday at 07:06 that is still ahead, from the calendar.
+    QDate next = now.date();
+    while (!((next.dayOfWeek() == 1 || next.dayOfWeek() == 4) && now < QDateTime(next, binTime))) {
+        next = next.addDays(1);
+    }
+    const time_t expected = time_t(QDateTime(next, binTime).toSecsSinceEpoch());
+    const auto queued = [] {
+        std::vector<time_t> triggers;
+        for (const Event& event : DaemonClient::events("PARDO")) {
+            if (alarm_event_get_action_count(event.get()) == 1 &&
+                alarm_event_get_attr_int(event.get(), "task_id", 0) == 31) {
+                triggers.push_back(event->trigger);
+            }
+        }
+        return triggers;
+    };
+    manager->setAlarmsForTask(*task);
+    QCOMPARE(queued(), std::vector<time_t>{expected});
+
+    // It rings with the application closed: the bus starts it, and it queues the next one.
+    QVERIFY(!DaemonClient::isRunning(kApp));
+    for (cookie_t cookie : DaemonClient::cookies("PARDO")) {
+        alarmd_event_del(cookie);
+    }
+    Event due = callbackEvent(31, 0, time(nullptr) + 1);
+    QVERIFY(alarmd_event_add(due.get()) > 0);
+    QTRY_VERIFY_WITH_TIMEOUT(dialogEventsOf(31).size() == 1, 20000);
+    QTRY_COMPARE_WITH_TIMEOUT(queued(), std::vector<time_t>{expected}, 10000);
+    std::vector<Event> dialog = dialogEventsOf(31);
+    QCOMPARE(text(alarm_event_get_message(dialog[0].get())), QStringLiteral("Bin day - bins out"));
+    QVERIFY(respondWithin(dialog[0]->cookie, 0, 5000));
+    QTRY_VERIFY(dialogEventsOf(31).empty());
+    QCOMPARE(queued(), std::vector<time_t>{expected});
+
+    // Switched off, nothing of it stays queued.
+    task->changeActivationState();
+    QVERIFY(!task->active());
+    QVERIFY(queued().empty());
 }
 
 void TestAlarmFlow::callbackBeyondTheAlarmListShowsBareName() {

@@ -214,6 +214,12 @@ QDateTime calculateEndDateTime(const Task& task) {
     if (task.repetition() == RepeatUntilDate) {
         return local(task.repetitionStopDate(), task.time());
     }
+    // "Forever" by weeks, months or years has no end: the latest moment there is.
+    if (task.repetition() == RepeatForever && (task.repeatIntervalType() == IntervalWeeks ||
+                                               task.repeatIntervalType() == IntervalMonths ||
+                                               task.repeatIntervalType() == IntervalYears)) {
+        return QDateTime::fromMSecsSinceEpoch(std::numeric_limits<qint64>::max(), Qt::UTC);
+    }
     const QDateTime start = startOf(task);
     if (task.repetition() != RepeatXTimes) {
         return start;
@@ -315,6 +321,33 @@ int getNumberOfRepetitionsFromDateTime(const Task& task, const QDateTime* from) 
         previous = t;
     }
     return std::numeric_limits<int>::max();
+}
+
+QList<QDate> calendarDates(int intervalType, int every, const QList<int>& weekdays, int monthly,
+                           const QDate& start, const QDate& limit) {
+    QList<QDate> result;
+    if (intervalType == IntervalWeeks) {
+        const QDate monday = start.addDays(1 - start.dayOfWeek());
+        for (QDate d = start; d <= limit; d = d.addDays(1)) {
+            if ((monday.daysTo(d) / 7) % every == 0 && weekdays.contains(d.dayOfWeek())) {
+                result.append(d);
+            }
+        }
+        return result;
+    }
+    for (int k = 0;; ++k) {
+        QDate d =
+            intervalType == IntervalYears ? start.addYears(k * every) : start.addMonths(k * every);
+        if (intervalType == IntervalMonths && monthly == MonthlyByDayOfWeek) {
+            d = QDate(d.year(), d.month(), 1);
+            const int firstWanted = 1 + (start.dayOfWeek() - d.dayOfWeek() + 7) % 7;
+            d = QDate(d.year(), d.month(), firstWanted + 7 * ((start.day() - 1) / 7));
+        }
+        if (limit < d) {
+            return result;
+        }
+        result.append(d);
+    }
 }
 
 } // namespace LiteralRecurrence

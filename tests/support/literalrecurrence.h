@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QDate>
 #include <QDateTime>
+#include <QList>
 
 class Task;
 
@@ -19,5 +21,10 @@ int getNumberOfRepetitionsFromDateTime(const Task& task, const QDateTime* from);
 
 // Walk steps taken so far in this process, so that generated cases can be kept affordable.
 qint64 steps();
+
+// The dates of a repetition counted on the calendar alone, from a start on a chosen weekday
+// or on a day every month has, up to and including the limit.
+QList<QDate> calendarDates(int intervalType, int every, const QList<int>& weekdays, int monthly,
+                           const QDate& start, const QDate& limit);
 
 } // namespace LiteralRecurrence
