@@ -14,9 +14,24 @@
 
 namespace {
 
-bool run(const QString& statement) {
+bool run(const QString& statement, const QVariantList& values) {
     QSqlQuery query{QString(), QSqlDatabase()};
-    return query.exec(statement);
+    if (!query.prepare(statement)) {
+        return false;
+    }
+    for (const QVariant& value : values) {
+        query.addBindValue(value);
+    }
+    return query.exec();
+}
+
+// These columns always received text ('1', '', ...): bound values keep them so.
+QVariant activeText(const Task& task) {
+    return QVariant(QString::number(task.active() ? 1 : 0));
+}
+
+QVariant text(const QString& value) {
+    return QVariant(value.isNull() ? QString::fromLatin1("") : value);
 }
 
 void showTaskSaved() {
@@ -97,23 +112,23 @@ void TaskManager::setSelectedTask(Task* task) {
 void TaskManager::saveTaskActivationState(Task& task) {
     // The result is not checked: memory, daemon and grid follow the new state anyway.
     if (task.type() == Task::D) {
-        run(QStringLiteral("UPDATE tasks SET active = '%1' WHERE id = %2")
-                .arg(task.active() ? 1 : 0)
-                .arg(task.id()));
+        run(QStringLiteral("UPDATE tasks SET active = ? WHERE id = ?"),
+            {activeText(task), task.id()});
     } else {
-        run(QStringLiteral("UPDATE tasks SET active = '%1', date = '%2', time = '%3' WHERE id = %4")
-                .arg(task.active() ? 1 : 0)
-                .arg(task.date().toString(QStringLiteral("yyyy-MM-dd")))
-                .arg(task.time().toString(QStringLiteral("HH:mm")))
-                .arg(task.id()));
+        run(QStringLiteral("UPDATE tasks SET active = ?, date = ?, time = ? WHERE id = ?"),
+            {activeText(task), text(task.date().toString(QStringLiteral("yyyy-MM-dd"))),
+             text(task.time().toString(QStringLiteral("HH:mm"))), task.id()});
     }
     alarmManager.setAlarms(task);
     sortTasks();
     redisplayTasks();
 }
 
-void TaskManager::addTask(Task& task) {
-    task.insertCoreDataToDatabase();
+bool TaskManager::addTask(Task& task) {
+    // Without its row the task would vanish at the next start while its alarms still rang.
+    if (!task.insertCoreDataToDatabase()) {
+        return false;
+    }
     task.insertAlarmsDataToDatabase();
     task.insertRepetitionDataToDatabase();
     saveTaskActivationState(task);
@@ -124,6 +139,7 @@ void TaskManager::addTask(Task& task) {
     }
     sortTasks();
     redisplayTasks();
+    return true;
 }
 
 void TaskManager::saveSelectedTaskChanges(Task& edited) {
@@ -176,13 +192,13 @@ void TaskManager::removeTask() {
     // Events first, then rows, then memory: a failed DELETE leaves the task on screen.
     alarmManager.deleteAlarms(*selectedTask);
     const int id = selectedTask->id();
-    if (!run(QStringLiteral("DELETE FROM tasks WHERE id = %1").arg(id))) {
+    if (!run(QStringLiteral("DELETE FROM tasks WHERE id = ?"), {id})) {
         return;
     }
-    if (!run(QStringLiteral("DELETE FROM alarms WHERE task_id = %1").arg(id))) {
+    if (!run(QStringLiteral("DELETE FROM alarms WHERE task_id = ?"), {id})) {
         return;
     }
-    if (!run(QStringLiteral("DELETE FROM repetitions WHERE task_id = %1").arg(id))) {
+    if (!run(QStringLiteral("DELETE FROM repetitions WHERE task_id = ?"), {id})) {
         return;
     }
     tasks.removeOne(selectedTask);

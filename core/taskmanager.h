@@ -22,7 +22,9 @@ public:
     void loadTasks();
     void setSelectedTask(Task* task);
     void saveTaskActivationState(Task& task);
-    void addTask(Task& task);
+    // False when the task's row could not be written: nothing of it is kept or
+    // scheduled, and the caller still owns it.
+    bool addTask(Task& task);
     void saveSelectedTaskChanges(Task& edited);
     void removeTask();
     void handleAlarmTriggeredForTask(int taskId, int alarmNo);

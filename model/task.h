@@ -79,7 +79,8 @@ public:
     QDateTime calculateEndDateTime() const;
     int getNumberOfRepetitionsFromDateTime(const QDateTime* from) const;
 
-    void insertCoreDataToDatabase();
+    // False when the row could not be written; the id then stays as it was.
+    bool insertCoreDataToDatabase();
     void insertAlarmsDataToDatabase();
     void insertRepetitionDataToDatabase();
     void updateCoreDataInDatabase(const Task& edited);

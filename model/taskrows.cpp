@@ -1,6 +1,5 @@
-// The rows of tasks, alarms and repetitions. Statements are filled in as plain
-// text, one placeholder at a time, exactly as they always were: nothing is
-// quoted or bound, so a name with a quote makes its statement fail.
+// The rows of tasks, alarms and repetitions. Every value is bound, never
+// spliced into the text, so a name may hold any character.
 #include "task.h"
 
 #include <QSqlQuery>
@@ -12,48 +11,65 @@ namespace {
 const QString kDateFormat = QStringLiteral("yyyy-MM-dd");
 const QString kTimeFormat = QStringLiteral("HH:mm");
 
-bool run(const QString& statement) {
-    QSqlQuery query{QString(), QSqlDatabase()};
-    return query.exec(statement);
+// A null QString would be bound as NULL; these columns always held '' instead.
+QVariant text(const QString& value) {
+    return value.isNull() ? QVariant(QStringLiteral("")) : QVariant(value);
 }
 
-QString alarmInsert(int taskId, const Alarm& alarm) {
-    return QStringLiteral("INSERT INTO alarms (id, task_id, is_before, units, unit_type, "
-                          "description) VALUES (NULL, '%1', '%2', %3, %4, '%5')")
-        .arg(taskId)
-        .arg(alarm.isBefore() ? 1 : 0)
-        .arg(alarm.units())
-        .arg(static_cast<int>(alarm.unitType()))
-        .arg(alarm.description());
+// Values these statements always wrote in quotes go in as text, so that each column
+// receives what it always did.
+QVariant quoted(int value) {
+    return QVariant(QString::number(value));
+}
+
+bool prepare(QSqlQuery& query, const QString& statement, const QVariantList& values) {
+    if (!query.prepare(statement)) {
+        return false;
+    }
+    for (const QVariant& value : values) {
+        query.addBindValue(value);
+    }
+    return true;
+}
+
+bool run(const QString& statement, const QVariantList& values) {
+    QSqlQuery query{QString(), QSqlDatabase()};
+    return prepare(query, statement, values) && query.exec();
+}
+
+bool insertAlarm(int taskId, const Alarm& alarm) {
+    return run(QStringLiteral("INSERT INTO alarms (id, task_id, is_before, units, unit_type, "
+                              "description) VALUES (NULL, ?, ?, ?, ?, ?)"),
+               {quoted(taskId), quoted(alarm.isBefore() ? 1 : 0), alarm.units(),
+                static_cast<int>(alarm.unitType()), text(alarm.description())});
 }
 
 } // namespace
 
-void Task::insertCoreDataToDatabase() {
+bool Task::insertCoreDataToDatabase() {
     QString statement;
+    QVariantList values;
     if (type_ == T) {
-        statement =
-            QStringLiteral(
-                "INSERT INTO tasks (id, name, active, type) VALUES (NULL, '%1', 'true', %2)")
-                .arg(name_)
-                .arg(static_cast<int>(type_));
+        statement = QStringLiteral("INSERT INTO tasks (id, name, active, type) VALUES (NULL, ?, "
+                                   "'true', ?)");
+        values = {text(name_), static_cast<int>(type_)};
     } else {
         statement = QStringLiteral("INSERT INTO tasks (id, name, active, type, date, time) VALUES "
-                                   "(NULL, '%1', 'true', %2, '%3', '%4')")
-                        .arg(name_)
-                        .arg(static_cast<int>(type_))
-                        .arg(date_.toString(kDateFormat))
-                        .arg(time_.toString(kTimeFormat));
+                                   "(NULL, ?, 'true', ?, ?, ?)");
+        values = {text(name_), static_cast<int>(type_), text(date_.toString(kDateFormat)),
+                  text(time_.toString(kTimeFormat))};
     }
     QSqlQuery query{QString(), QSqlDatabase()};
-    if (query.exec(statement)) {
-        id_ = query.lastInsertId().toInt();
+    if (!prepare(query, statement, values) || !query.exec()) {
+        return false;
     }
+    id_ = query.lastInsertId().toInt();
+    return true;
 }
 
 void Task::insertAlarmsDataToDatabase() {
     for (const Alarm* alarm : qAsConst(alarms)) {
-        if (!run(alarmInsert(id_, *alarm))) {
+        if (!insertAlarm(id_, *alarm)) {
             return;
         }
     }
@@ -61,24 +77,20 @@ void Task::insertAlarmsDataToDatabase() {
 
 void Task::updateCoreDataInDatabase(const Task& edited) {
     if (type_ == T) {
-        run(QStringLiteral("UPDATE tasks SET name = '%1' WHERE id = %2")
-                .arg(edited.name())
-                .arg(id_));
+        run(QStringLiteral("UPDATE tasks SET name = ? WHERE id = ?"), {text(edited.name()), id_});
     } else {
-        run(QStringLiteral("UPDATE tasks SET name = '%1', date = '%2', time = '%3' WHERE id = %4")
-                .arg(edited.name())
-                .arg(edited.date().toString(kDateFormat))
-                .arg(edited.time().toString(kTimeFormat))
-                .arg(id_));
+        run(QStringLiteral("UPDATE tasks SET name = ?, date = ?, time = ? WHERE id = ?"),
+            {text(edited.name()), text(edited.date().toString(kDateFormat)),
+             text(edited.time().toString(kTimeFormat)), id_});
     }
 }
 
 void Task::updateAlarmsDataInDatabase(const Task& edited) {
-    if (!run(QStringLiteral("DELETE FROM alarms WHERE task_id = %1").arg(id_))) {
+    if (!run(QStringLiteral("DELETE FROM alarms WHERE task_id = ?"), {id_})) {
         return;
     }
     for (int i = 0; i < edited.noOfAlarms(); ++i) {
-        if (!run(alarmInsert(id_, *edited.getAlarm(i)))) {
+        if (!insertAlarm(id_, *edited.getAlarm(i))) {
             return;
         }
     }
@@ -86,7 +98,8 @@ void Task::updateAlarmsDataInDatabase(const Task& edited) {
 
 void Task::loadDateTime() {
     QSqlQuery query{QString(), QSqlDatabase()};
-    if (!query.exec(QStringLiteral("SELECT date, time FROM tasks WHERE id = %1").arg(id_))) {
+    if (!prepare(query, QStringLiteral("SELECT date, time FROM tasks WHERE id = ?"), {id_}) ||
+        !query.exec()) {
         return;
     }
     while (query.next()) {
@@ -104,9 +117,11 @@ void Task::loadAlarms() {
     // The old Alarm objects stay behind as children of the task.
     alarms.clear();
     QSqlQuery query{QString(), QSqlDatabase()};
-    if (!query.exec(QStringLiteral("SELECT is_before, units, unit_type, description FROM alarms "
-                                   "WHERE task_id = %1 ORDER BY id")
-                        .arg(id_))) {
+    if (!prepare(query,
+                 QStringLiteral("SELECT is_before, units, unit_type, description FROM alarms "
+                                "WHERE task_id = ? ORDER BY id"),
+                 {id_}) ||
+        !query.exec()) {
         return;
     }
     while (query.next()) {
@@ -135,30 +150,22 @@ void Task::insertRepetitionDataToDatabase() {
     }
     run(QStringLiteral("INSERT INTO repetitions (id, task_id, repeat_type, repeat_units, "
                        "repeat_stop_date, repeat_interval_type, repeat_interval_units, extra_data) "
-                       "VALUES (NULL, '%1', %2, %3, '%4', %5, %6, '%7')")
-            .arg(id_)
-            .arg(repetition_)
-            .arg(repetitionStopNumber_)
-            .arg(repetitionStopDate_.toString(kDateFormat))
-            .arg(repeatIntervalType_)
-            .arg(repeatIntervalNumber_)
-            .arg(repetitionExtraData()));
+                       "VALUES (NULL, ?, ?, ?, ?, ?, ?, ?)"),
+        {quoted(id_), repetition_, repetitionStopNumber_,
+         text(repetitionStopDate_.toString(kDateFormat)), repeatIntervalType_,
+         repeatIntervalNumber_, text(repetitionExtraData())});
 }
 
 void Task::updateRepetitionDataInDatabase(const Task& edited) {
     if (type_ == T) {
         return;
     }
-    run(QStringLiteral("UPDATE repetitions SET repeat_type = %1, repeat_units = %2, "
-                       "repeat_stop_date = '%3', repeat_interval_type = %4, "
-                       "repeat_interval_units = %5, extra_data = '%6' WHERE task_id = %7")
-            .arg(edited.repetition())
-            .arg(edited.repetitionStopNumber())
-            .arg(edited.repetitionStopDate().toString(kDateFormat))
-            .arg(edited.repeatIntervalType())
-            .arg(edited.repeatIntervalNumber())
-            .arg(edited.repetitionExtraData())
-            .arg(id_));
+    run(QStringLiteral("UPDATE repetitions SET repeat_type = ?, repeat_units = ?, "
+                       "repeat_stop_date = ?, repeat_interval_type = ?, "
+                       "repeat_interval_units = ?, extra_data = ? WHERE task_id = ?"),
+        {edited.repetition(), edited.repetitionStopNumber(),
+         text(edited.repetitionStopDate().toString(kDateFormat)), edited.repeatIntervalType(),
+         edited.repeatIntervalNumber(), text(edited.repetitionExtraData()), id_});
 }
 
 void Task::loadRepetitions() {
@@ -166,10 +173,12 @@ void Task::loadRepetitions() {
         return;
     }
     QSqlQuery query{QString(), QSqlDatabase()};
-    if (!query.exec(QStringLiteral("SELECT repeat_type, repeat_units, repeat_stop_date, "
-                                   "repeat_interval_type, repeat_interval_units, extra_data FROM "
-                                   "repetitions WHERE task_id = %1")
-                        .arg(id_))) {
+    if (!prepare(query,
+                 QStringLiteral("SELECT repeat_type, repeat_units, repeat_stop_date, "
+                                "repeat_interval_type, repeat_interval_units, extra_data FROM "
+                                "repetitions WHERE task_id = ?"),
+                 {id_}) ||
+        !query.exec()) {
         return;
     }
     while (query.next()) {

@@ -1,5 +1,6 @@
 #include <QButtonGroup>
 #include <QComboBox>
+#include <QInputMethodEvent>
 #include <QLineEdit>
 
 #include "actionbutton.h"
@@ -52,6 +53,22 @@ QStringList rowWrites(const QStringList& statements) {
     return writes;
 }
 
+// ASCII as key presses; anything else as an input method would commit it.
+void typeInto(QLineEdit* edit, const QString& text) {
+    bool ascii = true;
+    for (QChar c : text) {
+        ascii = ascii && c.unicode() < 0x80;
+    }
+    if (ascii) {
+        QTest::keyClicks(edit, text);
+        return;
+    }
+    edit->setFocus();
+    QInputMethodEvent commit;
+    commit.setCommitString(text);
+    QApplication::sendEvent(edit, &commit);
+}
+
 } // namespace
 
 class TestEditorFlow : public QObject {
@@ -70,6 +87,10 @@ private Q_SLOTS:
     void saveSnoozeOfTwentyFive();
     void saveWithoutAnyAlarm_data();
     void saveWithoutAnyAlarm();
+    void saveAnyTitle_data();
+    void saveAnyTitle();
+    void refusedInsertKeepsEditorOpen_data();
+    void refusedInsertKeepsEditorOpen();
 
 private:
     void start();
@@ -92,6 +113,7 @@ private:
         return found;
     }
     void click(QWidget* top, const char* name);
+    TaskWindow* fillNewTask(const QString& type, const QString& title, const QString& description);
     Task* taskNamed(const QString& name) const;
 
     std::unique_ptr<TaskManager> manager;
@@ -221,21 +243,23 @@ void TestEditorFlow::createCountdownTask() {
     const QString id = QString::number(tea->id());
     const QString date = tea->date().toString(QStringLiteral("yyyy-MM-dd"));
     const QString time = tea->time().toString(QStringLiteral("HH:mm"));
-    QCOMPARE(rowWrites(trace.statements()),
-             (QStringList{
-                 QStringLiteral("INSERT INTO tasks (id, name, active, type) VALUES (NULL, 'Tea', "
-                                "'true', 1)"),
-                 QStringLiteral("INSERT INTO alarms (id, task_id, is_before, units, unit_type, "
-                                "description) VALUES (NULL, '%1', '0', 4, 0, 'Steep')")
-                     .arg(id),
-                 QStringLiteral("UPDATE tasks SET active = '1', date = '%1', time = '%2' WHERE id "
-                                "= %3")
-                     .arg(date, time, id)}));
+    QCOMPARE(
+        rowWrites(trace.statements()),
+        (QStringList{
+            QStringLiteral("INSERT INTO tasks (id, name, active, type) VALUES (NULL, :0, "
+                           "'true', :1)"),
+            QStringLiteral("INSERT INTO alarms (id, task_id, is_before, units, unit_type, "
+                           "description) VALUES (NULL, :0, :1, :2, :3, :4)"),
+            QStringLiteral("UPDATE tasks SET active = :0, date = :1, time = :2 WHERE id = :3")}));
     QCOMPARE(
         TestDatabase::rows(
             QStringLiteral("SELECT name, active, type, date, time FROM tasks WHERE id = ") + id)
             .at(0),
         (QVariantList{QStringLiteral("Tea"), 1, 1, date, time}));
+    QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT is_before, units, unit_type, description "
+                                               "FROM alarms WHERE task_id = ") +
+                                id),
+             (QVector<QVariantList>{{0, 4, 0, QStringLiteral("Steep")}}));
     QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT count(*) FROM repetitions")).at(0).at(0),
              QVariant(0));
     // On the grid, active first; the note once.
@@ -297,15 +321,13 @@ void TestEditorFlow::createWeeklyTaskTenTimes() {
     QCOMPARE(rowWrites(trace.statements()),
              (QStringList{
                  QStringLiteral("INSERT INTO tasks (id, name, active, type, date, time) VALUES "
-                                "(NULL, 'Lunch', 'true', 2, '2030-05-06', '12:30')"),
+                                "(NULL, :0, 'true', :1, :2, :3)"),
                  QStringLiteral("INSERT INTO alarms (id, task_id, is_before, units, unit_type, "
-                                "description) VALUES (NULL, '%1', '1', 10, 0, '')")
-                     .arg(id),
+                                "description) VALUES (NULL, :0, :1, :2, :3, :4)"),
                  QStringLiteral("INSERT INTO repetitions (id, task_id, repeat_type, repeat_units, "
                                 "repeat_stop_date, repeat_interval_type, repeat_interval_units, "
-                                "extra_data) VALUES (NULL, '%1', 4, 10, '', 3, 1, 'W:1:4')")
-                     .arg(id),
-                 QStringLiteral("UPDATE tasks SET active = '1' WHERE id = %1").arg(id)}));
+                                "extra_data) VALUES (NULL, :0, :1, :2, :3, :4, :5, :6)"),
+                 QStringLiteral("UPDATE tasks SET active = :0 WHERE id = :1")}));
     QCOMPARE(
         TestDatabase::rows(
             QStringLiteral("SELECT name, active, type, date, time FROM tasks WHERE id = ") + id)
@@ -371,14 +393,16 @@ void TestEditorFlow::editWeeklyTaskFromMondayToTuesday() {
     SqlTrace trace;
     click(editor, "acceptButton");
     QVERIFY(!editor->isVisible());
-    QVERIFY(rowWrites(trace.statements())
-                .contains(QStringLiteral(
-                    "UPDATE repetitions SET repeat_type = 2, repeat_units = 0, repeat_stop_date = "
-                    "'', repeat_interval_type = 3, repeat_interval_units = 1, extra_data = 'W:2' "
-                    "WHERE task_id = 7")));
-    QCOMPARE(
-        TestDatabase::rows(QStringLiteral("SELECT extra_data FROM repetitions WHERE task_id = 7")),
-        (QVector<QVariantList>{{QStringLiteral("W:2")}}));
+    QVERIFY(
+        rowWrites(trace.statements())
+            .contains(QStringLiteral(
+                "UPDATE repetitions SET repeat_type = :0, repeat_units = :1, repeat_stop_date = "
+                ":2, repeat_interval_type = :3, repeat_interval_units = :4, extra_data = :5 "
+                "WHERE task_id = :6")));
+    QCOMPARE(TestDatabase::rows(QStringLiteral(
+                 "SELECT repeat_type, repeat_units, repeat_stop_date, repeat_interval_type, "
+                 "repeat_interval_units, extra_data FROM repetitions WHERE task_id = 7")),
+             (QVector<QVariantList>{{2, 0, QStringLiteral(""), 3, 1, QStringLiteral("W:2")}}));
     QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT date FROM tasks WHERE id = 7")),
              (QVector<QVariantList>{{QStringLiteral("2030-05-07")}}));
     // The same task object, still selected, has the new day after the old one until a restart.
@@ -489,6 +513,119 @@ void TestEditorFlow::saveWithoutAnyAlarm() {
     QCOMPARE(Notes::visibleTexts(), QStringList{QStringLiteral("Task saved.")});
     QCOMPARE(Notes::visible().first()->timeout(), 3000);
     QVERIFY2(anyModal.seen().isEmpty(), qPrintable(anyModal.describe()));
+}
+
+TaskWindow* TestEditorFlow::fillNewTask(const QString& type, const QString& title,
+                                        const QString& description) {
+    QTest::mouseClick(lower(), Qt::LeftButton);
+    TaskWindow* editor = shown<TaskWindow>();
+    if (!editor) {
+        return nullptr;
+    }
+    click(editor, qPrintable(type));
+    typeInto(in<QLineEdit>(editor, "titleEdit"), title);
+    if (type == QLatin1String("typeDButton")) {
+        PickerDriver::pickTime(in<QMaemo5ValueButton>(editor, "timeButton"), QTime(12, 30));
+        PickerDriver::pickDate(in<QMaemo5ValueButton>(editor, "dateButton"), QDate(2030, 5, 6));
+        click(editor, "alarmButton");
+    }
+    AlarmsWidget* alarms = editor->findChild<AlarmsWidget*>();
+    retype(alarms->getNumber(0), QStringLiteral("4"));
+    typeInto(alarms->getDescription(0), description);
+    return editor;
+}
+
+void TestEditorFlow::saveAnyTitle_data() {
+    QTest::addColumn<QString>("type");
+    QTest::addColumn<QString>("title");
+    QTest::addColumn<QString>("description");
+    const QString t = QStringLiteral("typeTButton");
+    const QString d = QStringLiteral("typeDButton");
+    QTest::newRow("apostrophe T") << t << QStringLiteral("Mom's call") << QStringLiteral("it's 4");
+    QTest::newRow("apostrophe D") << d << QStringLiteral("Mom's call") << QStringLiteral("it's 4");
+    QTest::newRow("double quote") << d << QStringLiteral("a\"b") << QStringLiteral("say \"hi\"");
+    QTest::newRow("injection") << t << QStringLiteral("x');DROP TABLE tasks")
+                               << QStringLiteral("'); DELETE FROM alarms; --");
+    QTest::newRow("unicode") << d << QStringLiteral("Zoë – 日本語 🎉") << QStringLiteral("Grüße ✓");
+    QTest::newRow("blank") << t << QStringLiteral(" ") << QStringLiteral("'");
+}
+
+void TestEditorFlow::saveAnyTitle() {
+    QFETCH(QString, type);
+    QFETCH(QString, title);
+    QFETCH(QString, description);
+    start();
+    TaskWindow* editor = fillNewTask(type, title, description);
+    QVERIFY(editor);
+    QCOMPARE(in<QLineEdit>(editor, "titleEdit")->text(), title);
+    click(editor, "acceptButton");
+    QVERIFY(!editor->isVisible());
+    QCOMPARE(Notes::visibleTexts(), QStringList{QStringLiteral("Task saved.")});
+    Task* saved = taskNamed(title);
+    QVERIFY(saved);
+    const int id = saved->id();
+    QVERIFY(id > 1);
+    QTRY_VERIFY(saved->taskButton()->isVisible());
+
+    // The row is in the file under that id, with its alarm.
+    QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT name, active FROM tasks WHERE id = ") +
+                                QString::number(id)),
+             (QVector<QVariantList>{{title, 1}}));
+    QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT units, description FROM alarms WHERE "
+                                               "task_id = ") +
+                                QString::number(id)),
+             (QVector<QVariantList>{{4, description}}));
+    // The daemon's event belongs to the task's real id; none to a task 0.
+    std::vector<DaemonClient::Event> events = eventsOf(id);
+    QCOMPARE(events.size(), size_t(1));
+    QCOMPARE(DaemonClient::text(alarm_event_get_message(events[0].get())),
+             title + QStringLiteral(" - ") + description);
+    QVERIFY(eventsOf(0).empty());
+    QCOMPARE(DaemonClient::cookies("PARDO").size(), 1);
+
+    // And a later start still has it.
+    restart();
+    Task* loaded = taskNamed(title);
+    QVERIFY(loaded);
+    QCOMPARE(loaded->id(), id);
+    QVERIFY(loaded->active());
+    QCOMPARE(loaded->noOfAlarms(), 1);
+    QCOMPARE(loaded->getAlarm(0)->description(), description);
+    QCOMPARE(manager->allTasks().size(), 2);
+}
+
+void TestEditorFlow::refusedInsertKeepsEditorOpen_data() {
+    QTest::addColumn<QString>("type");
+    QTest::newRow("countdown") << QStringLiteral("typeTButton");
+    QTest::newRow("dated") << QStringLiteral("typeDButton");
+}
+
+void TestEditorFlow::refusedInsertKeepsEditorOpen() {
+    QFETCH(QString, type);
+    QVERIFY(TestDatabase::exec(QStringLiteral(
+        "CREATE TRIGGER no_tasks BEFORE INSERT ON tasks BEGIN SELECT RAISE(ABORT, 'no'); END")));
+    start();
+    const auto buttonsBefore = window->findChildren<TaskButton*>().size();
+    TaskWindow* editor = fillNewTask(type, QStringLiteral("Lost"), QStringLiteral("never"));
+    QVERIFY(editor);
+    click(editor, "acceptButton");
+
+    QCOMPARE(Notes::visibleTexts(), QStringList{QStringLiteral("Task could not be saved.")});
+    QCOMPARE(Notes::visible().first()->timeout(), 3000);
+    QVERIFY(editor->isVisible());
+    QCOMPARE(shown<TaskWindow>(), editor);
+    // What was typed is still there to try again.
+    QCOMPARE(in<QLineEdit>(editor, "titleEdit")->text(), QStringLiteral("Lost"));
+    QCOMPARE(taskNamed(QStringLiteral("Lost")), nullptr);
+    QCOMPARE(manager->allTasks().size(), 1);
+    QCOMPARE(window->findChildren<TaskButton*>().size(), buttonsBefore);
+    QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT count(*) FROM tasks")),
+             (QVector<QVariantList>{{1}}));
+    QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT count(*) FROM alarms WHERE task_id <> 1")),
+             (QVector<QVariantList>{{0}}));
+    QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT count(*) FROM repetitions")),
+             (QVector<QVariantList>{{0}}));
+    QCOMPARE(DaemonClient::cookies("PARDO"), QList<cookie_t>());
 }
 
 PARDO_DBUS_TEST_MAIN(TestEditorFlow)

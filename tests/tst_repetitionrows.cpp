@@ -108,7 +108,7 @@ void TestRepetitionRows::insertWritesTheRow() {
     QCOMPARE(task.id(), 2);
     SqlTrace trace;
     task.insertRepetitionDataToDatabase();
-    QCOMPARE(trace.statements(), QStringList{kInsert.arg(QStringLiteral("2"), values)});
+    QCOMPARE(trace.withValues(), QStringList{kInsert.arg(QStringLiteral("2"), values)});
 
     const auto rows = TestDatabase::rows(
         QStringLiteral("SELECT typeof(task_id), repeat_stop_date IS NULL, typeof(repeat_stop_date) "
@@ -133,7 +133,7 @@ void TestRepetitionRows::loadReadsTheStoredRow() {
     Task task(*manager, 40, QStringLiteral("w"), true, Task::D);
     SqlTrace trace;
     task.loadRepetitions();
-    QCOMPARE(trace.statements(), QStringList{kSelect.arg(40)});
+    QCOMPARE(trace.withValues(), QStringList{kSelect.arg(40)});
     QCOMPARE(task.repetition(), 3);
     QCOMPARE(task.repetitionStopNumber(), 6);
     QCOMPARE(task.repetitionStopDate(), QDate(2027, 2, 28));
@@ -221,7 +221,7 @@ void TestRepetitionRows::updateRewritesTheRowFromTheEditedTask() {
     edited.setRepetitionFields(3, 0, QDate(2028, 8, 9), 4, 3, {2, 7}, 1);
     SqlTrace trace;
     stored.updateRepetitionDataInDatabase(edited);
-    QCOMPARE(trace.statements(),
+    QCOMPARE(trace.withValues(),
              QStringList{QStringLiteral(
                  "UPDATE repetitions SET repeat_type = 3, repeat_units = 0, repeat_stop_date = "
                  "'2028-08-09', repeat_interval_type = 3, repeat_interval_units = 4, extra_data = "
@@ -241,7 +241,7 @@ void TestRepetitionRows::updateRewritesTheRowFromTheEditedTask() {
     trace.clear();
     stored.updateRepetitionDataInDatabase(monthly);
     QCOMPARE(
-        trace.statements(),
+        trace.withValues(),
         QStringList{QStringLiteral(
             "UPDATE repetitions SET repeat_type = 4, repeat_units = 12, repeat_stop_date = '', "
             "repeat_interval_type = 4, repeat_interval_units = 1, extra_data = 'M:2' WHERE "
@@ -265,8 +265,8 @@ void TestRepetitionRows::updateNeverCreatesAMissingRow() {
     edited.setRepetitionFields(2, 0, QDate(), 1, 2, {}, 1);
     SqlTrace trace;
     stored.updateRepetitionDataInDatabase(edited);
-    QCOMPARE(trace.statements().size(), 1);
-    QVERIFY(trace.statements().first().startsWith(QStringLiteral("UPDATE repetitions SET")));
+    QCOMPARE(trace.withValues().size(), 1);
+    QVERIFY(trace.withValues().first().startsWith(QStringLiteral("UPDATE repetitions SET")));
     QVERIFY(TestDatabase::rows(QStringLiteral("SELECT * FROM repetitions")).isEmpty());
     // Loading then finds nothing and keeps what the task has.
     stored.setRepetitionFields(4, 3, QDate(), 2, 1, {}, 1);
@@ -315,7 +315,7 @@ void TestRepetitionRows::countdownTasksHaveNoRow() {
     // The stored task's type decides, whatever the edited one is.
     countdown.updateRepetitionDataInDatabase(dated);
     countdown.loadRepetitions();
-    QVERIFY(trace.statements().isEmpty());
+    QVERIFY(trace.withValues().isEmpty());
     QCOMPARE(countdown.repetition(), 2);
     QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT repeat_type FROM repetitions WHERE "
                                                "task_id = %1")
@@ -354,7 +354,7 @@ void TestRepetitionRows::failedLoadKeepsTheFields() {
     task.setRepetitionFields(3, 2, QDate(2026, 5, 5), 4, 3, {6}, 2);
     SqlTrace trace;
     task.loadRepetitions();
-    QCOMPARE(trace.statements(), QStringList());
+    QCOMPARE(trace.withValues(), QStringList());
     QCOMPARE(task.repetition(), 3);
     QCOMPARE(task.repetitionStopNumber(), 2);
     QCOMPARE(task.repetitionStopDate(), QDate(2026, 5, 5));

@@ -44,6 +44,10 @@ private Q_SLOTS:
     void failedToggleUpdateIsUnnoticed();
     void addTaskStoresAndShowsOnce_data();
     void addTaskStoresAndShowsOnce();
+    void addedTitleSurvivesRestart_data();
+    void addedTitleSurvivesRestart();
+    void failedInsertAddsNothing_data();
+    void failedInsertAddsNothing();
     void editReReadsFromDatabase();
     void editWithoutSelectionDoesNothing();
     void newTaskWithoutSelectionAsksNothing();
@@ -259,19 +263,21 @@ void TestTaskManager::toggleStatements() {
     QCOMPARE(seven->active(), startActive);
     SqlTrace trace;
     seven->changeActivationState();
-    const QString flag = startActive ? QStringLiteral("0") : QStringLiteral("1");
     QCOMPARE(trace.statements().size(), 1);
     if (type == 2) {
         QCOMPARE(trace.statements().first(),
-                 QStringLiteral("UPDATE tasks SET active = '%1' WHERE id = 7").arg(flag));
+                 QStringLiteral("UPDATE tasks SET active = :0 WHERE id = :1"));
         QCOMPARE(seven->date(), QDate(2020, 1, 1));
     } else {
         QCOMPARE(
             trace.statements().first(),
-            QStringLiteral("UPDATE tasks SET active = '%1', date = '%2', time = '%3' WHERE id = 7")
-                .arg(flag, seven->date().toString(QStringLiteral("yyyy-MM-dd")),
-                     seven->time().toString(QStringLiteral("HH:mm"))));
+            QStringLiteral("UPDATE tasks SET active = :0, date = :1, time = :2 WHERE id = :3"));
         QCOMPARE(seven->date(), QDate::currentDate());
+        const auto moment =
+            TestDatabase::rows(QStringLiteral("SELECT date, time FROM tasks WHERE id = 7"));
+        QCOMPARE(moment.at(0).at(0).toString(),
+                 seven->date().toString(QStringLiteral("yyyy-MM-dd")));
+        QCOMPARE(moment.at(0).at(1).toString(), seven->time().toString(QStringLiteral("HH:mm")));
     }
     const auto row =
         TestDatabase::rows(QStringLiteral("SELECT active, typeof(active) FROM tasks WHERE id = 7"));
@@ -329,9 +335,11 @@ void TestTaskManager::addTaskStoresAndShowsOnce() {
     QVERIFY(ran.at(1).startsWith(QStringLiteral("INSERT INTO alarms")));
     if (type == 2) {
         QVERIFY(ran.at(2).startsWith(QStringLiteral("INSERT INTO repetitions")));
-        QCOMPARE(ran.at(3), QStringLiteral("UPDATE tasks SET active = '1' WHERE id = 2"));
+        QCOMPARE(ran.at(3), QStringLiteral("UPDATE tasks SET active = :0 WHERE id = :1"));
     } else {
-        QVERIFY(ran.at(2).startsWith(QStringLiteral("UPDATE tasks SET active = '1', date = '")));
+        QCOMPARE(
+            ran.at(2),
+            QStringLiteral("UPDATE tasks SET active = :0, date = :1, time = :2 WHERE id = :3"));
         // The creation moment, to the minute.
         const auto row =
             TestDatabase::rows(QStringLiteral("SELECT date, time FROM tasks WHERE id = 2"));
@@ -340,6 +348,93 @@ void TestTaskManager::addTaskStoresAndShowsOnce() {
     }
     const auto active = TestDatabase::rows(QStringLiteral("SELECT active FROM tasks WHERE id = 2"));
     QCOMPARE(active.at(0).at(0).toInt(), 1);
+}
+
+void TestTaskManager::addedTitleSurvivesRestart_data() {
+    QTest::addColumn<int>("type");
+    QTest::addColumn<QString>("title");
+    QTest::addColumn<QString>("description");
+    QTest::newRow("apostrophe") << 2 << QStringLiteral("Mom's call") << QStringLiteral("it's time");
+    QTest::newRow("double quote") << 1 << QStringLiteral("a\"b") << QStringLiteral("\"now\"");
+    QTest::newRow("injection") << 2 << QStringLiteral("x'); DROP TABLE tasks; --")
+                               << QStringLiteral("'); DELETE FROM alarms; --");
+    QTest::newRow("unicode") << 1 << QStringLiteral("Zoë – 日本語 🎉") << QStringLiteral("ß ✓");
+    QTest::newRow("blank") << 2 << QStringLiteral(" ") << QString();
+}
+
+void TestTaskManager::addedTitleSurvivesRestart() {
+    QFETCH(int, type);
+    QFETCH(QString, title);
+    QFETCH(QString, description);
+    startManager();
+    auto* task = new Task(*manager, 0, title, true, Task::Type(type));
+    task->setDate(QDate(2030, 5, 6));
+    task->setTime(QTime(12, 30));
+    task->addAlarm(type == 2, 10, Alarm::Minutes, description);
+    QVERIFY(manager->addTask(*task));
+    QVERIFY(task->id() > 1);
+    const int id = task->id();
+    QCOMPARE(savedNotes(), 1);
+    QVERIFY(manager->allTasks().contains(task));
+
+    // A later start reads it back from the file.
+    Notes::closeAll();
+    container.reset();
+    manager.reset();
+    TestDatabase::dropDefaultConnection();
+    startManager();
+    QCOMPARE(manager->allTasks().size(), 2);
+    Task* loaded = taskNamed(title);
+    QVERIFY(loaded);
+    QCOMPARE(loaded->id(), id);
+    QVERIFY(loaded->active());
+    QCOMPARE(int(loaded->type()), type);
+    QCOMPARE(loaded->noOfAlarms(), 1);
+    QCOMPARE(loaded->getAlarm(0)->description(), description);
+    QCOMPARE(loaded->getAlarm(0)->units(), 10);
+    // No row was written under a task that does not exist.
+    QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT count(*) FROM alarms WHERE task_id NOT IN "
+                                               "(SELECT id FROM tasks)")),
+             (QVector<QVariantList>{{0}}));
+    if (type == 2) {
+        QCOMPARE(loaded->date(), QDate(2030, 5, 6));
+        QCOMPARE(loaded->time(), QTime(12, 30));
+        QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT task_id FROM repetitions")),
+                 (QVector<QVariantList>{{id}}));
+    }
+}
+
+void TestTaskManager::failedInsertAddsNothing_data() {
+    QTest::addColumn<int>("type");
+    QTest::newRow("T") << 1;
+    QTest::newRow("D") << 2;
+}
+
+void TestTaskManager::failedInsertAddsNothing() {
+    QFETCH(int, type);
+    startManager();
+    QVERIFY(TestDatabase::exec(QStringLiteral(
+        "CREATE TRIGGER no_tasks BEFORE INSERT ON tasks BEGIN SELECT RAISE(ABORT, 'no'); END")));
+    auto task = std::make_unique<Task>(*manager, 0, QStringLiteral("Lost"), true, Task::Type(type));
+    task->setDate(QDate(2030, 5, 6));
+    task->setTime(QTime(12, 30));
+    task->addAlarm(false, 10, Alarm::Minutes, QStringLiteral("never"));
+    const int cellsBefore = grid->count();
+    SqlTrace trace;
+    QVERIFY(!manager->addTask(*task));
+    QCOMPARE(task->id(), 0);
+    // Only the refused insert ran: no alarm, repetition or activation statement under id 0.
+    QCOMPARE(trace.statements().size(), 1);
+    QVERIFY(trace.statements().first().startsWith(QStringLiteral("INSERT INTO tasks")));
+    QCOMPARE(savedNotes(), 0);
+    QVERIFY(!manager->allTasks().contains(task.get()));
+    QCOMPARE(namesInOrder(*manager), QStringList{QStringLiteral("Initial")});
+    QCOMPARE(grid->count(), cellsBefore);
+    QCOMPARE(grid->indexOf(task->taskButton()), -1);
+    QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT count(*) FROM alarms WHERE task_id <> 1")),
+             (QVector<QVariantList>{{0}}));
+    QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT count(*) FROM repetitions")),
+             (QVector<QVariantList>{{0}}));
 }
 
 void TestTaskManager::editReReadsFromDatabase() {
@@ -436,11 +531,10 @@ void TestTaskManager::deleteAnsweredYesRemoves() {
     SqlTrace trace;
     manager->handleTaskAction();
     QCOMPARE(answerer.seen().size(), 1);
-    QCOMPARE(
-        trace.statements(),
-        (QStringList{QStringLiteral("DELETE FROM tasks WHERE id = %1").arg(goneId),
-                     QStringLiteral("DELETE FROM alarms WHERE task_id = %1").arg(goneId),
-                     QStringLiteral("DELETE FROM repetitions WHERE task_id = %1").arg(goneId)}));
+    QCOMPARE(trace.statements(),
+             (QStringList{QStringLiteral("DELETE FROM tasks WHERE id = :0"),
+                          QStringLiteral("DELETE FROM alarms WHERE task_id = :0"),
+                          QStringLiteral("DELETE FROM repetitions WHERE task_id = :0")}));
     QCOMPARE(order, (QStringList{QStringLiteral("lost"), QStringLiteral("removed")}));
     QVERIFY(button.isNull());
     QCOMPARE(namesInOrder(*manager),
@@ -448,6 +542,9 @@ void TestTaskManager::deleteAnsweredYesRemoves() {
     QCOMPARE(manager->focusedTask(), nullptr);
     QCOMPARE(grid->count(), 2);
     QCOMPARE(gridPosition(taskNamed(QStringLiteral("Initial"))), qMakePair(0, 1));
+    QCOMPARE(
+        TestDatabase::rows(QStringLiteral("SELECT count(*) FROM tasks WHERE id = %1").arg(goneId)),
+        (QVector<QVariantList>{{0}}));
 }
 
 void TestTaskManager::removalStopsAtFailedDelete_data() {

@@ -12,8 +12,12 @@ private Q_SLOTS:
     void insertCountdownTask();
     void insertAlarms();
     void insertAlarmsStopsAtFirstFailure();
-    void quoteInTitleIsNotSaved();
-    void placeholderInNameTakesNextValue();
+    void anyTitleIsStored_data();
+    void anyTitleIsStored();
+    void anyDescriptionIsStored_data();
+    void anyDescriptionIsStored();
+    void editedTitleWithQuoteIsStored();
+    void failedCoreInsertKeepsIdAndSaysSo();
     void secondsAreDropped();
     void updateCoreByStoredType_data();
     void updateCoreByStoredType();
@@ -47,10 +51,10 @@ void TestTaskRows::insertDatedTask() {
     task.setDate(QDate(2010, 5, 1));
     task.setTime(QTime(12, 30));
     SqlTrace trace;
-    task.insertCoreDataToDatabase();
-    QCOMPARE(trace.statements(), QStringList{QStringLiteral(
-                                     "INSERT INTO tasks (id, name, active, type, date, time) "
-                                     "VALUES (NULL, 'Lunch', 'true', 2, '2010-05-01', '12:30')")});
+    QVERIFY(task.insertCoreDataToDatabase());
+    QCOMPARE(trace.statements(),
+             QStringList{QStringLiteral("INSERT INTO tasks (id, name, active, type, date, time) "
+                                        "VALUES (NULL, :0, 'true', :1, :2, :3)")});
     QCOMPARE(task.id(), 2);
     const auto row = TestDatabase::rows(QStringLiteral(
         "SELECT name, active, typeof(active), type, date, time FROM tasks WHERE id = 2"));
@@ -63,10 +67,10 @@ void TestTaskRows::insertDatedTask() {
 void TestTaskRows::insertCountdownTask() {
     Task task(*manager, 0, QStringLiteral("Eggs"), true, Task::T);
     SqlTrace trace;
-    task.insertCoreDataToDatabase();
+    QVERIFY(task.insertCoreDataToDatabase());
     QCOMPARE(trace.statements(),
              QStringList{QStringLiteral("INSERT INTO tasks (id, name, active, type) VALUES (NULL, "
-                                        "'Eggs', 'true', 1)")});
+                                        ":0, 'true', :1)")});
     QCOMPARE(task.id(), 2);
     const auto row = TestDatabase::rows(
         QStringLiteral("SELECT date IS NULL, time IS NULL FROM tasks WHERE id = 2"));
@@ -79,25 +83,32 @@ void TestTaskRows::insertAlarms() {
     task.addAlarm(false, 2, Alarm::Days, QString());
     SqlTrace trace;
     task.insertAlarmsDataToDatabase();
-    QCOMPARE(trace.statements(),
-             (QStringList{QStringLiteral("INSERT INTO alarms (id, task_id, is_before, units, "
-                                         "unit_type, description) VALUES (NULL, '9', '1', 10, 0, "
-                                         "'leave')"),
-                          QStringLiteral("INSERT INTO alarms (id, task_id, is_before, units, "
-                                         "unit_type, description) VALUES (NULL, '9', '0', 2, 2, "
-                                         "'')")}));
+    QCOMPARE(
+        trace.statements(),
+        (QStringList{QStringLiteral("INSERT INTO alarms (id, task_id, is_before, units, "
+                                    "unit_type, description) VALUES (NULL, :0, :1, :2, :3, :4)"),
+                     QStringLiteral("INSERT INTO alarms (id, task_id, is_before, units, "
+                                    "unit_type, description) VALUES (NULL, :0, :1, :2, :3, :4)")}));
     const auto rows = TestDatabase::rows(QStringLiteral(
         "SELECT task_id, typeof(task_id), is_before, typeof(is_before), units, unit_type, "
         "description FROM alarms WHERE task_id = 9 ORDER BY id"));
     QCOMPARE(rows.size(), 2);
     QCOMPARE(rows.at(0), (QVariantList{9, QStringLiteral("integer"), 1, QStringLiteral("integer"),
                                        10, 0, QStringLiteral("leave")}));
+    // An empty description is stored as '', not NULL.
+    QCOMPARE(rows.at(1).at(6), QVariant(QStringLiteral("")));
+    QCOMPARE(TestDatabase::rows(QStringLiteral(
+                 "SELECT count(*) FROM alarms WHERE task_id = 9 AND description IS NULL")),
+             (QVector<QVariantList>{{0}}));
 }
 
 void TestTaskRows::insertAlarmsStopsAtFirstFailure() {
+    QVERIFY(
+        TestDatabase::exec(QStringLiteral("CREATE TRIGGER no_two BEFORE INSERT ON alarms WHEN "
+                                          "NEW.units = 2 BEGIN SELECT RAISE(ABORT, 'no'); END")));
     Task task(*manager, 9, QStringLiteral("A"), true, Task::D);
     task.addAlarm(false, 1, Alarm::Minutes, QStringLiteral("fine"));
-    task.addAlarm(false, 2, Alarm::Minutes, QStringLiteral("don't"));
+    task.addAlarm(false, 2, Alarm::Minutes, QStringLiteral("refused"));
     task.addAlarm(false, 3, Alarm::Minutes, QStringLiteral("never written"));
     SqlTrace trace;
     task.insertAlarmsDataToDatabase();
@@ -106,34 +117,118 @@ void TestTaskRows::insertAlarmsStopsAtFirstFailure() {
         TestDatabase::rows(QStringLiteral("SELECT units FROM alarms WHERE task_id = 9"));
     QCOMPARE(rows.size(), 1);
     QCOMPARE(rows.at(0).at(0).toInt(), 1);
-    // The failing second statement never reaches SQLite, and the third is never attempted.
-    QCOMPARE(ran.size(), 1);
+    // The second statement fails, and the third is never attempted.
+    QCOMPARE(ran.size(), 2);
 }
 
-void TestTaskRows::quoteInTitleIsNotSaved() {
-    Task task(*manager, 0, QStringLiteral("Mum's birthday"), true, Task::D);
-    task.setDate(QDate(2026, 12, 1));
-    task.setTime(QTime(9, 0));
-    task.insertCoreDataToDatabase();
-    QCOMPARE(task.id(), 0);
-    QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT * FROM tasks")).size(), 1);
+void TestTaskRows::anyTitleIsStored_data() {
+    QTest::addColumn<int>("type");
+    QTest::addColumn<QString>("title");
+    const QStringList titles{QStringLiteral("Mom's call"),
+                             QStringLiteral("a\"b"),
+                             QStringLiteral("x'); DROP TABLE tasks; --"),
+                             QStringLiteral("Zoë – 日本語 🎉"),
+                             QStringLiteral(" "),
+                             QStringLiteral("Pay %2 or %1"),
+                             QStringLiteral("?, ?, :name @x $y"),
+                             QStringLiteral("back\\slash")};
+    for (const QString& title : titles) {
+        QTest::addRow("T %s", qPrintable(title)) << 1 << title;
+        QTest::addRow("D %s", qPrintable(title)) << 2 << title;
+    }
 }
 
-void TestTaskRows::placeholderInNameTakesNextValue() {
-    Task task(*manager, 0, QStringLiteral("Pay %2"), true, Task::D);
+void TestTaskRows::anyTitleIsStored() {
+    QFETCH(int, type);
+    QFETCH(QString, title);
+    Task task(*manager, 0, title, true, Task::Type(type));
     task.setDate(QDate(2026, 12, 1));
     task.setTime(QTime(9, 0));
-    SqlTrace trace;
-    task.insertCoreDataToDatabase();
-    // The "%2" typed into the name is filled by the next substitution, the type.
-    QCOMPARE(trace.statements(), QStringList{QStringLiteral(
-                                     "INSERT INTO tasks (id, name, active, type, date, time) "
-                                     "VALUES (NULL, 'Pay 2', 'true', 2, '2026-12-01', '09:00')")});
-    const auto rows =
-        TestDatabase::rows(QStringLiteral("SELECT name, date, time FROM tasks WHERE id = 2"));
+    QVERIFY(task.insertCoreDataToDatabase());
+    QCOMPARE(task.id(), 2);
+    const auto rows = TestDatabase::rows(
+        QStringLiteral("SELECT name, typeof(name), type, date, time FROM tasks WHERE id = 2"));
     QCOMPARE(rows.size(), 1);
-    QCOMPARE(rows.at(0).at(0).toString(), QStringLiteral("Pay 2"));
-    QCOMPARE(rows.at(0).at(2).toString(), QStringLiteral("09:00"));
+    QCOMPARE(rows.at(0).at(0).toString(), title);
+    QCOMPARE(rows.at(0).at(1).toString(), QStringLiteral("text"));
+    QCOMPARE(rows.at(0).at(2).toInt(), type);
+    if (type == 2) {
+        QCOMPARE(rows.at(0).at(3).toString(), QStringLiteral("2026-12-01"));
+        QCOMPARE(rows.at(0).at(4).toString(), QStringLiteral("09:00"));
+    } else {
+        QVERIFY(rows.at(0).at(3).isNull());
+    }
+    // Nothing in the title ran as SQL: the seed is still there, next to the new row.
+    QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT id FROM tasks ORDER BY id")),
+             (QVector<QVariantList>{{1}, {2}}));
+}
+
+void TestTaskRows::anyDescriptionIsStored_data() {
+    QTest::addColumn<QString>("description");
+    QTest::newRow("apostrophe") << QStringLiteral("don't forget");
+    QTest::newRow("quotes") << QStringLiteral("say \"hi\" and 'bye'");
+    QTest::newRow("injection") << QStringLiteral("'); DELETE FROM alarms; --");
+    QTest::newRow("unicode") << QStringLiteral("Grüße – 日本語 🎉");
+    QTest::newRow("placeholders") << QStringLiteral("%1 %5 ? :x");
+}
+
+void TestTaskRows::anyDescriptionIsStored() {
+    QFETCH(QString, description);
+    Task task(*manager, 0, QStringLiteral("Desc"), true, Task::D);
+    QVERIFY(task.insertCoreDataToDatabase());
+    task.addAlarm(true, 5, Alarm::Hours, description);
+    task.addAlarm(false, 7, Alarm::Minutes, QStringLiteral("after it"));
+    task.insertAlarmsDataToDatabase();
+
+    Task loaded(*manager, task.id(), QStringLiteral("Desc"), true, Task::D);
+    loaded.loadAlarms();
+    QCOMPARE(loaded.noOfAlarms(), 2);
+    QCOMPARE(loaded.getAlarm(0)->description(), description);
+    QVERIFY(loaded.getAlarm(0)->isBefore());
+    QCOMPARE(loaded.getAlarm(0)->units(), 5);
+    QCOMPARE(loaded.getAlarm(1)->description(), QStringLiteral("after it"));
+    // The seed's alarm is untouched.
+    QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT count(*) FROM alarms WHERE task_id = 1")),
+             (QVector<QVariantList>{{1}}));
+
+    // Replacing the alarms on an edit stores the same text again.
+    Task edited(*manager, 0, QStringLiteral("Desc"), true, Task::D);
+    edited.addAlarm(false, 3, Alarm::Days, description + description);
+    task.updateAlarmsDataInDatabase(edited);
+    loaded.loadAlarms();
+    QCOMPARE(loaded.noOfAlarms(), 1);
+    QCOMPARE(loaded.getAlarm(0)->description(), description + description);
+}
+
+void TestTaskRows::editedTitleWithQuoteIsStored() {
+    Task stored(*manager, 1, QStringLiteral("Initial"), false, Task::T);
+    Task edited(*manager, 0, QStringLiteral("Mom's \"call\""), true, Task::T);
+    stored.updateCoreDataInDatabase(edited);
+    QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT name FROM tasks WHERE id = 1")),
+             (QVector<QVariantList>{{QStringLiteral("Mom's \"call\"")}}));
+
+    QVERIFY(TestDatabase::exec(QStringLiteral("INSERT INTO tasks (id, name, active, type, date, "
+                                              "time) VALUES (6, 'd', 1, 2, NULL, NULL)")));
+    Task dated(*manager, 6, QStringLiteral("d"), true, Task::D);
+    Task datedEdit(*manager, 0, QStringLiteral("O'Brien; --"), true, Task::D);
+    datedEdit.setDate(QDate(2027, 2, 3));
+    datedEdit.setTime(QTime(4, 5));
+    dated.updateCoreDataInDatabase(datedEdit);
+    QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT name, date, time FROM tasks WHERE id = 6")),
+             (QVector<QVariantList>{{QStringLiteral("O'Brien; --"), QStringLiteral("2027-02-03"),
+                                     QStringLiteral("04:05")}}));
+}
+
+void TestTaskRows::failedCoreInsertKeepsIdAndSaysSo() {
+    QVERIFY(TestDatabase::exec(QStringLiteral(
+        "CREATE TRIGGER no_tasks BEFORE INSERT ON tasks BEGIN SELECT RAISE(ABORT, 'no'); END")));
+    Task task(*manager, 0, QStringLiteral("Refused"), true, Task::D);
+    task.setDate(QDate(2026, 12, 1));
+    task.setTime(QTime(9, 0));
+    QVERIFY(!task.insertCoreDataToDatabase());
+    QCOMPARE(task.id(), 0);
+    QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT count(*) FROM tasks")),
+             (QVector<QVariantList>{{1}}));
 }
 
 void TestTaskRows::secondsAreDropped() {
@@ -158,10 +253,10 @@ void TestTaskRows::updateCoreByStoredType_data() {
     QTest::addColumn<int>("editedType");
     QTest::addColumn<QString>("expected");
     QTest::newRow("stored T") << 1 << 2
-                              << QStringLiteral("UPDATE tasks SET name = 'New' WHERE id = 5");
-    QTest::newRow("stored D") << 2 << 1
-                              << QStringLiteral("UPDATE tasks SET name = 'New', date = "
-                                                "'2027-02-03', time = '04:05' WHERE id = 5");
+                              << QStringLiteral("UPDATE tasks SET name = :0 WHERE id = :1");
+    QTest::newRow("stored D")
+        << 2 << 1
+        << QStringLiteral("UPDATE tasks SET name = :0, date = :1, time = :2 WHERE id = :3");
 }
 
 void TestTaskRows::updateCoreByStoredType() {
@@ -184,7 +279,7 @@ void TestTaskRows::updateAlarmsReplacesRows() {
     edited.addAlarm(false, 6, Alarm::Minutes, QString());
     SqlTrace trace;
     stored.updateAlarmsDataInDatabase(edited);
-    QCOMPARE(trace.statements().first(), QStringLiteral("DELETE FROM alarms WHERE task_id = 1"));
+    QCOMPARE(trace.statements().first(), QStringLiteral("DELETE FROM alarms WHERE task_id = :0"));
     QCOMPARE(trace.statements().size(), 3);
     const auto rows = TestDatabase::rows(
         QStringLiteral("SELECT id, units, unit_type FROM alarms WHERE task_id = 1 ORDER BY id"));
@@ -213,7 +308,7 @@ void TestTaskRows::updateAlarmsStopsWhenDeleteFails() {
     SqlTrace trace;
     stored.updateAlarmsDataInDatabase(edited);
     QCOMPARE(trace.statements(),
-             QStringList{QStringLiteral("DELETE FROM alarms WHERE task_id = 1")});
+             QStringList{QStringLiteral("DELETE FROM alarms WHERE task_id = :0")});
     const auto rows =
         TestDatabase::rows(QStringLiteral("SELECT units FROM alarms WHERE task_id = 1"));
     QCOMPARE(rows.size(), 1);
@@ -287,10 +382,11 @@ void TestTaskRows::repetitionRow_data() {
     QTest::addColumn<QString>("row");
     QTest::addColumn<QString>("statement");
     QTest::newRow("never") << QStringLiteral("1, 0, '', 0, 0, ''")
-                           << QStringLiteral("INSERT INTO repetitions (id, task_id, repeat_type, "
-                                             "repeat_units, repeat_stop_date, "
-                                             "repeat_interval_type, repeat_interval_units, "
-                                             "extra_data) VALUES (NULL, '%1', 1, 0, '', 0, 0, '')");
+                           << QStringLiteral(
+                                  "INSERT INTO repetitions (id, task_id, repeat_type, "
+                                  "repeat_units, repeat_stop_date, "
+                                  "repeat_interval_type, repeat_interval_units, "
+                                  "extra_data) VALUES (NULL, :0, :1, :2, :3, :4, :5, :6)");
 }
 
 void TestTaskRows::repetitionRow() {
@@ -301,7 +397,7 @@ void TestTaskRows::repetitionRow() {
     task.insertCoreDataToDatabase();
     SqlTrace trace;
     task.insertRepetitionDataToDatabase();
-    QCOMPARE(trace.statements(), QStringList{statement.arg(task.id())});
+    QCOMPARE(trace.statements(), QStringList{statement});
     const auto rows = TestDatabase::rows(
         QStringLiteral("SELECT repeat_type, repeat_stop_date FROM repetitions WHERE task_id = %1")
             .arg(task.id()));

@@ -446,7 +446,7 @@ void TestTaskWindow::emptyTitleRefused() {
     QCOMPARE(box.buttons, QMessageBox::StandardButtons(QMessageBox::Ok));
     QVERIFY(!box.hasParent);
     // Nothing handed over, the window stays with its input.
-    QVERIFY(trace.statements().isEmpty());
+    QVERIFY(trace.withValues().isEmpty());
     QCOMPARE(manager->allTasks().size(), tasksBefore);
     QVERIFY(window->isVisible());
     QCOMPARE(alarms()->getNumber(0)->text(), QStringLiteral("5"));
@@ -695,7 +695,7 @@ void TestTaskWindow::saveTaskTHandsNewTask() {
     QCOMPARE(saved->repetition(), int(RepeatNever));
 
     const QString id = QString::number(saved->id());
-    QCOMPARE(trace.statements().mid(0, 3),
+    QCOMPARE(trace.withValues().mid(0, 3),
              (QStringList{
                  QStringLiteral("INSERT INTO tasks (id, name, active, type) VALUES (NULL, 'Tea', "
                                 "'true', 1)"),
@@ -751,7 +751,7 @@ void TestTaskWindow::saveTaskDHandsNewTask() {
     QCOMPARE(saved->repeatIntervalNumber(), 0);
 
     const QString id = QString::number(saved->id());
-    QCOMPARE(trace.statements().mid(0, 4),
+    QCOMPARE(trace.withValues().mid(0, 4),
              (QStringList{
                  QStringLiteral("INSERT INTO tasks (id, name, active, type, date, time) VALUES "
                                 "(NULL, 'Lunch', 'true', 2, '2030-05-01', '12:30')"),
@@ -814,7 +814,7 @@ void TestTaskWindow::editingTSavesChangesToSelectedTask() {
     QCOMPARE(edited->name(), QStringLiteral("Rice"));
     QCOMPARE(edited->noOfAlarms(), 1);
     QCOMPARE(edited->getAlarm(0)->units(), 20);
-    QCOMPARE(trace.statements().mid(0, 3),
+    QCOMPARE(trace.withValues().mid(0, 3),
              (QStringList{QStringLiteral("UPDATE tasks SET name = 'Rice' WHERE id = %1").arg(id),
                           QStringLiteral("DELETE FROM alarms WHERE task_id = %1").arg(id),
                           QStringLiteral("INSERT INTO alarms (id, task_id, is_before, units, "
@@ -884,7 +884,7 @@ void TestTaskWindow::cancelClosesWithoutHandingOver() {
     click(QStringLiteral("cancelButton"));
     QVERIFY(!window->isVisible());
     QCOMPARE(manager->allTasks().size(), tasksBefore);
-    for (const QString& statement : trace.statements()) {
+    for (const QString& statement : trace.withValues()) {
         QVERIFY2(!isInsertOrUpdate(statement), qPrintable(statement));
     }
 }

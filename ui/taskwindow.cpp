@@ -13,6 +13,7 @@
 #include "alarmswidget.h"
 #include "newtaskbutton.h"
 #include "qmaemo5datepickselector.h"
+#include "qmaemo5informationbox.h"
 #include "qmaemo5timepickselector.h"
 #include "qmaemo5valuebutton.h"
 #include "repetitionswidget.h"
@@ -34,6 +35,12 @@ int toNumber(const QString& text) {
 
 void refuse(const QString& title, const QString& text) {
     QMessageBox::critical(nullptr, title, text, QMessageBox::Ok);
+}
+
+// The editor stays open with what the user typed, so that nothing is lost silently.
+void refuseUnsaved(Task* task) {
+    delete task;
+    QMaemo5InformationBox::information(nullptr, QStringLiteral("Task could not be saved."), 3000);
 }
 
 QLineEdit* titleField(const Task* task) {
@@ -376,8 +383,9 @@ void TaskWindow::saveTaskT() {
         taskManager.saveSelectedTaskChanges(*task);
         // The manager only read it.
         delete task;
-    } else {
-        taskManager.addTask(*task);
+    } else if (!taskManager.addTask(*task)) {
+        refuseUnsaved(task);
+        return;
     }
     close();
 }
@@ -402,8 +410,9 @@ void TaskWindow::saveTaskD() {
     if (taskManager.focusedTask()) {
         taskManager.saveSelectedTaskChanges(*task);
         delete task;
-    } else {
-        taskManager.addTask(*task);
+    } else if (!taskManager.addTask(*task)) {
+        refuseUnsaved(task);
+        return;
     }
     close();
 }

@@ -1,22 +1,16 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
 #include "pardotest.h"
 #include "pardoversion.h"
+#include "toolrun.h"
 
 namespace {
 
 const QString alarmd = QStringLiteral(PARDO_ALARMD_PATH);
-
-struct Outcome {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
 
 } // namespace
 
@@ -36,7 +30,7 @@ private Q_SLOTS:
 
 private:
     bool run(const QString& program, const QStringList& arguments, bool display,
-             Outcome* outcome) const;
+             ToolOutput* outcome) const;
     void verifyNothingWritten() const;
 
     std::unique_ptr<QTemporaryDir> world;
@@ -57,7 +51,7 @@ void TestCommandLine::cleanup() {
 // Runs the program to its end. Without `display` neither a display nor a
 // platform plugin is named, so a QApplication built on the way would abort.
 bool TestCommandLine::run(const QString& program, const QStringList& arguments, bool display,
-                          Outcome* outcome) const {
+                          ToolOutput* outcome) const {
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(QStringLiteral("HOME"), world->filePath(QStringLiteral("home")));
     env.insert(QStringLiteral("XDG_DATA_HOME"), world->filePath(QStringLiteral("data")));
@@ -70,21 +64,7 @@ bool TestCommandLine::run(const QString& program, const QStringList& arguments, 
     } else {
         env.remove(QStringLiteral("QT_QPA_PLATFORM"));
     }
-    QProcess process;
-    process.setProcessEnvironment(env);
-    process.start(program, arguments);
-    if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit) {
-        qWarning("%s %s did not end normally: %s", qPrintable(program),
-                 qPrintable(arguments.join(QLatin1Char(' '))),
-                 process.readAllStandardError().constData());
-        process.kill();
-        process.waitForFinished();
-        return false;
-    }
-    outcome->exitCode = process.exitCode();
-    outcome->out = QString::fromLocal8Bit(process.readAllStandardOutput());
-    outcome->err = QString::fromLocal8Bit(process.readAllStandardError());
-    return true;
+    return runTool(program, arguments, outcome, env, 30000);
 }
 
 void TestCommandLine::verifyNothingWritten() const {
@@ -127,7 +107,7 @@ void TestCommandLine::answersWithoutDisplayOrBus() {
     QFETCH(QStringList, arguments);
     QFETCH(bool, help);
 
-    Outcome outcome;
+    ToolOutput outcome;
     QVERIFY(run(program, arguments, false, &outcome));
     QVERIFY2(outcome.err.isEmpty(), qPrintable(outcome.err));
     QCOMPARE(outcome.exitCode, 0);
@@ -198,7 +178,7 @@ void TestCommandLine::refusesWithStatusTwo() {
     QFETCH(bool, display);
     QFETCH(QString, complaint);
 
-    Outcome outcome;
+    ToolOutput outcome;
     QVERIFY(run(program, arguments, display, &outcome));
     QCOMPARE(outcome.exitCode, 2);
     QCOMPARE(outcome.out, QString());

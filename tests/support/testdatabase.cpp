@@ -78,12 +78,15 @@ bool prepareFile(const QString& path, const QStringList& statements) {
 } // namespace TestDatabase
 
 namespace {
-int traceCallback(unsigned type, void* context, void* /*statement*/, void* sql) {
+int traceCallback(unsigned type, void* context, void* statement, void* sql) {
     if (type == SQLITE_TRACE_STMT) {
         const char* text = static_cast<const char*>(sql);
         // Statements run from inside triggers come as comments; keep the top level only.
         if (text && qstrncmp(text, "--", 2) != 0) {
-            static_cast<SqlTrace*>(context)->add(QString::fromUtf8(text));
+            char* expanded = sqlite3_expanded_sql(static_cast<sqlite3_stmt*>(statement));
+            static_cast<SqlTrace*>(context)->add(
+                QString::fromUtf8(text), expanded ? QString::fromUtf8(expanded) : QString());
+            sqlite3_free(expanded);
         }
     }
     return 0;

@@ -20,17 +20,26 @@ bool prepareFile(const QString& path, const QStringList& statements);
 
 } // namespace TestDatabase
 
-// Records the text of every statement SQLite runs on the default connection.
+// Records the text of every statement SQLite runs on the default connection, as written
+// (with its parameters) and with the bound values filled in.
 class SqlTrace {
 public:
     SqlTrace();
     ~SqlTrace();
 
     QStringList statements() const { return recorded; }
-    void clear() { recorded.clear(); }
-    void add(const QString& statement) { recorded.append(statement); }
+    QStringList withValues() const { return expanded; }
+    void clear() {
+        recorded.clear();
+        expanded.clear();
+    }
+    void add(const QString& statement, const QString& withValues) {
+        recorded.append(statement);
+        expanded.append(withValues);
+    }
 
 private:
     QStringList recorded;
+    QStringList expanded;
     void* handle = nullptr;
 };
