@@ -871,22 +871,13 @@ void TestRecurrence::nextOccurrenceOfForeverTask() {
     QFETCH(int, units);
     QFETCH(int, unit);
     const QTime noon(12, 0);
-    const QDateTime now = QDateTime::currentDateTime();
     // Noon and the alarm moments around it must not be passed while the test runs.
-    for (int minute : {-120, -30, 0, 10}) {
-        if (qAbs(QDateTime(now.date(), noon).addSecs(minute * 60).secsTo(now)) < 120) {
-            QSKIP("too close to an alarm moment of the test");
-        }
+    if (LiteralRecurrence::nearNoon({-120, -30, 0, 10})) {
+        QSKIP("too close to an alarm moment of the test");
     }
-    // A start on a chosen weekday, or on a day every month has.
-    QDate start = QDate::currentDate().addDays(startInDays);
-    if (intervalType == IntervalWeeks) {
-        while (!weekdays.contains(start.dayOfWeek())) {
-            start = start.addDays(1);
-        }
-    } else if (start.day() > 28) {
-        start = start.addDays(-3);
-    }
+    const QDateTime now = QDateTime::currentDateTime();
+    const QDate start = LiteralRecurrence::calendarStart(intervalType, weekdays,
+                                                         QDate::currentDate().addDays(startInDays));
     Task* task =
         dated(QDateTime(start, noon), RepeatForever, every, intervalType, weekdays, monthly);
     task->addAlarm(isBefore, units, Alarm::Unit(unit), QString());

@@ -267,6 +267,9 @@ void TestTaskManager::toggleStatements() {
     if (type == 2) {
         QCOMPARE(trace.statements().first(),
                  QStringLiteral("UPDATE tasks SET active = :0 WHERE id = :1"));
+        QCOMPARE(trace.withValues().first(),
+                 QStringLiteral("UPDATE tasks SET active = '%1' WHERE id = 7")
+                     .arg(seven->active() ? 1 : 0));
         QCOMPARE(seven->date(), QDate(2020, 1, 1));
     } else {
         QCOMPARE(
@@ -336,6 +339,8 @@ void TestTaskManager::addTaskStoresAndShowsOnce() {
     if (type == 2) {
         QVERIFY(ran.at(2).startsWith(QStringLiteral("INSERT INTO repetitions")));
         QCOMPARE(ran.at(3), QStringLiteral("UPDATE tasks SET active = :0 WHERE id = :1"));
+        QVERIFY(trace.withValues().contains(
+            QStringLiteral("UPDATE tasks SET active = '1' WHERE id = 2")));
     } else {
         QCOMPARE(
             ran.at(2),
@@ -535,6 +540,11 @@ void TestTaskManager::deleteAnsweredYesRemoves() {
              (QStringList{QStringLiteral("DELETE FROM tasks WHERE id = :0"),
                           QStringLiteral("DELETE FROM alarms WHERE task_id = :0"),
                           QStringLiteral("DELETE FROM repetitions WHERE task_id = :0")}));
+    QCOMPARE(
+        trace.withValues(),
+        (QStringList{QStringLiteral("DELETE FROM tasks WHERE id = %1").arg(goneId),
+                     QStringLiteral("DELETE FROM alarms WHERE task_id = %1").arg(goneId),
+                     QStringLiteral("DELETE FROM repetitions WHERE task_id = %1").arg(goneId)}));
     QCOMPARE(order, (QStringList{QStringLiteral("lost"), QStringLiteral("removed")}));
     QVERIFY(button.isNull());
     QCOMPARE(namesInOrder(*manager),

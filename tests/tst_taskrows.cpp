@@ -55,6 +55,9 @@ void TestTaskRows::insertDatedTask() {
     QCOMPARE(trace.statements(),
              QStringList{QStringLiteral("INSERT INTO tasks (id, name, active, type, date, time) "
                                         "VALUES (NULL, :0, 'true', :1, :2, :3)")});
+    QCOMPARE(trace.withValues(), QStringList{QStringLiteral(
+                                     "INSERT INTO tasks (id, name, active, type, date, time) "
+                                     "VALUES (NULL, 'Lunch', 'true', 2, '2010-05-01', '12:30')")});
     QCOMPARE(task.id(), 2);
     const auto row = TestDatabase::rows(QStringLiteral(
         "SELECT name, active, typeof(active), type, date, time FROM tasks WHERE id = 2"));
@@ -71,6 +74,9 @@ void TestTaskRows::insertCountdownTask() {
     QCOMPARE(trace.statements(),
              QStringList{QStringLiteral("INSERT INTO tasks (id, name, active, type) VALUES (NULL, "
                                         ":0, 'true', :1)")});
+    QCOMPARE(trace.withValues(),
+             QStringList{QStringLiteral("INSERT INTO tasks (id, name, active, type) VALUES (NULL, "
+                                        "'Eggs', 'true', 1)")});
     QCOMPARE(task.id(), 2);
     const auto row = TestDatabase::rows(
         QStringLiteral("SELECT date IS NULL, time IS NULL FROM tasks WHERE id = 2"));
@@ -89,6 +95,13 @@ void TestTaskRows::insertAlarms() {
                                     "unit_type, description) VALUES (NULL, :0, :1, :2, :3, :4)"),
                      QStringLiteral("INSERT INTO alarms (id, task_id, is_before, units, "
                                     "unit_type, description) VALUES (NULL, :0, :1, :2, :3, :4)")}));
+    QCOMPARE(trace.withValues(),
+             (QStringList{QStringLiteral("INSERT INTO alarms (id, task_id, is_before, units, "
+                                         "unit_type, description) VALUES (NULL, '9', '1', 10, 0, "
+                                         "'leave')"),
+                          QStringLiteral("INSERT INTO alarms (id, task_id, is_before, units, "
+                                         "unit_type, description) VALUES (NULL, '9', '0', 2, 2, "
+                                         "'')")}));
     const auto rows = TestDatabase::rows(QStringLiteral(
         "SELECT task_id, typeof(task_id), is_before, typeof(is_before), units, unit_type, "
         "description FROM alarms WHERE task_id = 9 ORDER BY id"));

@@ -350,4 +350,26 @@ QList<QDate> calendarDates(int intervalType, int every, const QList<int>& weekda
     }
 }
 
+QDate calendarStart(int intervalType, const QList<int>& weekdays, const QDate& from) {
+    QDate start = from;
+    if (intervalType == IntervalWeeks) {
+        while (!weekdays.contains(start.dayOfWeek())) {
+            start = start.addDays(1);
+        }
+    } else if (start.day() > 28) {
+        start = start.addDays(-3);
+    }
+    return start;
+}
+
+bool nearNoon(const QList<int>& minutes) {
+    const QDateTime now = QDateTime::currentDateTime();
+    for (const int minute : minutes) {
+        if (qAbs(QDateTime(now.date(), QTime(12, 0)).addSecs(minute * 60).secsTo(now)) < 120) {
+            return true;
+        }
+    }
+    return false;
+}
+
 } // namespace LiteralRecurrence

@@ -26,5 +26,11 @@ qint64 steps();
 // or on a day every month has, up to and including the limit.
 QList<QDate> calendarDates(int intervalType, int every, const QList<int>& weekdays, int monthly,
                            const QDate& start, const QDate& limit);
+// The first day from `from` on that can start such a repetition: one of the weekdays for a
+// weekly one, else a day every month has.
+QDate calendarStart(int intervalType, const QList<int>& weekdays, const QDate& from);
+// Whether now lies within two minutes of today's noon moved by any of `minutes`: a test
+// whose alarms sit there would race the clock.
+bool nearNoon(const QList<int>& minutes);
 
 } // namespace LiteralRecurrence
