@@ -76,6 +76,32 @@ alarm_event_t* createEvent(const Task& task, int alarmNo, int snoozeMinutes) {
     return event;
 }
 
+// The daemon repeats these by itself, a fixed number of seconds apart.
+time_t recurSeconds(const Task& task) {
+    const time_t n = task.repeatIntervalNumber();
+    switch (task.repeatIntervalType()) {
+    case IntervalMinutes:
+        return n * 60;
+    case IntervalHours:
+        return n * 3600;
+    default:
+        return n * 86400;
+    }
+}
+
+// How many times the daemon rings such an event placed at `now`; -1 without end.
+int recurCount(const Task& task, const QDateTime& now) {
+    if (task.repetition() == RepeatForever) {
+        return -1;
+    }
+    return task.getNumberOfRepetitionsFromDateTime(&now);
+}
+
+// Whole seconds, as the daemon counts them.
+QDateTime secondsOf(time_t when) {
+    return QDateTime::fromSecsSinceEpoch(qint64(when));
+}
+
 } // namespace
 
 AlarmManager::AlarmManager(QObject* parent)
@@ -137,32 +163,18 @@ int AlarmManager::getGeneralSnoozeTime() {
 void AlarmManager::setTaskTAlarms(const Task& task) {
     for (int i = 0; i < task.noOfAlarms(); ++i) {
         alarm_event_t* event = createEvent(task, i, getGeneralSnoozeTime());
-        const Alarm* alarm = task.getAlarm(i);
         // A countdown always runs forward from now, whatever isBefore says.
-        time_t offset = 0;
-        switch (alarm->unitType()) {
-        case Alarm::Minutes:
-            offset = time_t(alarm->units()) * 60;
-            break;
-        case Alarm::Hours:
-            offset = time_t(alarm->units()) * 3600;
-            break;
-        case Alarm::Days:
-            offset = time_t(alarm->units()) * 86400;
-            break;
-        }
-        event->alarm_time = time(nullptr) + offset;
+        event->alarm_time =
+            time_t(task.getAlarm(i)->countdownMoment(secondsOf(time(nullptr))).toSecsSinceEpoch());
         addDialogActions(event);
         alarmd_event_add(event);
         alarm_event_delete(event);
     }
 }
 
-bool AlarmManager::populateTimeStructure(const Task& task, const Alarm& alarm, tm& out) {
-    QDateTime moment = alarm.addAlarmOffset(QDateTime(task.date(), task.time()));
-    if (task.hasRepetition() && !task.hasTrivialRepetition()) {
-        moment = alarm.getNextOccurrence();
-    }
+bool AlarmManager::populateTimeStructure(const Task& task, const Alarm& alarm, tm& out) const {
+    Q_UNUSED(task);
+    const QDateTime moment = alarm.dueMoment();
     if (!moment.isValid()) {
         return false;
     }
@@ -188,24 +200,8 @@ void AlarmManager::setTaskDAlarms(const Task& task) {
         if (populateTimeStructure(task, *task.getAlarm(i), moment)) {
             alarm_event_set_time(event, &moment);
             if (task.hasTrivialRepetition()) {
-                if (task.repetition() == RepeatForever) {
-                    event->recur_count = -1;
-                } else {
-                    const QDateTime now = QDateTime::currentDateTime();
-                    event->recur_count = task.getNumberOfRepetitionsFromDateTime(&now);
-                }
-                const int n = task.repeatIntervalNumber();
-                switch (task.repeatIntervalType()) {
-                case IntervalMinutes:
-                    event->recur_secs = n * 60;
-                    break;
-                case IntervalHours:
-                    event->recur_secs = n * 3600;
-                    break;
-                default:
-                    event->recur_secs = n * 86400;
-                    break;
-                }
+                event->recur_count = recurCount(task, QDateTime::currentDateTime());
+                event->recur_secs = recurSeconds(task);
             }
             if (!task.hasRepetition() || task.hasTrivialRepetition()) {
                 addDialogActions(event);
@@ -224,4 +220,41 @@ void AlarmManager::setDummyUIAlarmForTask(const Task& task, int alarmNo) {
     addDialogActions(event);
     alarmd_event_add(event);
     alarm_event_delete(event);
+}
+
+QDateTime AlarmManager::nextAlarm(const Task& task, const QDateTime& now) const {
+    if (!task.active()) {
+        return QDateTime();
+    }
+    const time_t nowSecs = time_t(now.toSecsSinceEpoch());
+    QDateTime next;
+    for (int i = 0; i < task.noOfAlarms(); ++i) {
+        const Alarm& alarm = *task.getAlarm(i);
+        QDateTime ring;
+        if (task.type() == Task::T) {
+            ring = alarm.countdownMoment(task.countdownStart());
+        } else {
+            tm moment{};
+            if (!populateTimeStructure(task, alarm, moment)) {
+                continue;
+            }
+            time_t when = mktime(&moment);
+            if (task.hasTrivialRepetition()) {
+                const time_t step = recurSeconds(task);
+                // The daemon refuses a repetition with nothing left to ring.
+                if (step <= 0 || recurCount(task, now) == 0) {
+                    continue;
+                }
+                // A first time already past moves on by whole steps.
+                if (when <= nowSecs) {
+                    when += ((nowSecs - when) / step + 1) * step;
+                }
+            }
+            ring = secondsOf(when);
+        }
+        if (ring.isValid() && now < ring && (!next.isValid() || ring < next)) {
+            next = ring;
+        }
+    }
+    return next;
 }

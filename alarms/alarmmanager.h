@@ -5,6 +5,7 @@
 #include <ctime>
 
 class Alarm;
+class QDateTime;
 class Task;
 
 // Turns active tasks into events of the alarm daemon and withdraws them again.
@@ -19,7 +20,10 @@ public:
     void setDummyUIAlarmForTask(const Task& task, int alarmNo);
     void deleteOldAlarms(const Task& task);
     int getGeneralSnoozeTime();
-    bool populateTimeStructure(const Task& task, const Alarm& alarm, tm& out);
+    bool populateTimeStructure(const Task& task, const Alarm& alarm, tm& out) const;
     void setTaskTAlarms(const Task& task);
     void setTaskDAlarms(const Task& task);
+    // The first moment after `now` at which one of the task's events rings, worked out the way
+    // the events are placed and the daemon runs them; invalid when none is queued.
+    QDateTime nextAlarm(const Task& task, const QDateTime& now) const;
 };

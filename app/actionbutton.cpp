@@ -27,9 +27,17 @@ ActionButton::ActionButton(bool isUpper, QWidget* parent)
 void ActionButton::setPrimaryAction() {
     setIcon(QIcon(isUpper ? QStringLiteral(":/images/icon_settings.png")
                           : QStringLiteral(":/images/icon_newtask.png")));
+    nameAction(isUpper ? QStringLiteral("Settings") : QStringLiteral("New task"));
 }
 
 void ActionButton::setSecondaryAction() {
     setIcon(QIcon(isUpper ? QStringLiteral(":/images/icon_edittask.png")
                           : QStringLiteral(":/images/icon_deletetask.png")));
+    nameAction(isUpper ? QStringLiteral("Edit task") : QStringLiteral("Delete task"));
+}
+
+void ActionButton::nameAction(const QString& name) {
+    // The icon is all a sighted user gets; everyone else gets its words.
+    setToolTip(name);
+    setAccessibleName(name);
 }

@@ -12,5 +12,7 @@ public Q_SLOTS:
     void setSecondaryAction();
 
 private:
+    void nameAction(const QString& name);
+
     bool isUpper;
 };

@@ -1,5 +1,7 @@
 #include "mainwindow.h"
 
+#include <QAction>
+#include <QApplication>
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QScrollArea>
@@ -32,6 +34,30 @@ MainWindow::MainWindow(TaskManager& taskManager, QWidget* parent)
     connect(&taskManager, &TaskManager::newTaskCalled, this, [this] { addTask(); });
     connect(&taskManager, &TaskManager::editTaskCalled, this, [this] { addTask(); });
     connect(&taskManager, &TaskManager::settingsCalled, this, &MainWindow::displaySettingsWindow);
+
+    auto* newTask = new QAction(QStringLiteral("New task"), this);
+    newTask->setShortcut(QKeySequence::New);
+    connect(newTask, &QAction::triggered, this, [this] {
+        // A new task, whatever is selected: with a selection the editor would open on it.
+        if (Task* selected = this->taskManager.focusedTask()) {
+            this->taskManager.setSelectedTask(selected);
+        }
+        this->taskManager.handleTaskAction();
+    });
+    auto* quit = new QAction(QStringLiteral("Quit"), this);
+    quit->setShortcut(QKeySequence::Quit);
+    connect(quit, &QAction::triggered, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+    auto* help = new QAction(QStringLiteral("Quick start"), this);
+    help->setShortcut(QKeySequence::HelpContents);
+    connect(help, &QAction::triggered, this, [this] {
+        displaySettingsWindow();
+        const QList<SettingsWindow*> windows =
+            findChildren<SettingsWindow*>(Qt::FindDirectChildrenOnly);
+        if (!windows.isEmpty()) {
+            windows.last()->showQuickStart();
+        }
+    });
+    addActions({newTask, quit, help});
 
     StackedWindow::enable(this);
 }

@@ -155,6 +155,9 @@ void TaskManager::saveSelectedTaskChanges(Task& edited) {
     selectedTask->loadAlarms();
     selectedTask->loadRepetitions();
     selectedTask->updateDisplay();
+    if (selectedTask->type() == Task::T) {
+        selectedTask->restartCountdown();
+    }
     alarmManager.setAlarms(*selectedTask);
     sortTasks();
     redisplayTasks();
@@ -231,4 +234,8 @@ void TaskManager::handleAlarmTriggeredForTask(int taskId, int alarmNo) {
 
 void TaskManager::setAlarmsForTask(const Task& task) {
     alarmManager.setAlarms(task);
+}
+
+QDateTime TaskManager::nextAlarmOf(const Task& task, const QDateTime& now) const {
+    return alarmManager.nextAlarm(task, now);
 }

@@ -6,6 +6,7 @@
 #include "alarmmanager.h"
 #include "databasemanager.h"
 
+class QDateTime;
 class QGridLayout;
 class Task;
 
@@ -29,6 +30,8 @@ public:
     void removeTask();
     void handleAlarmTriggeredForTask(int taskId, int alarmNo);
     void setAlarmsForTask(const Task& task);
+    // When the task's queued events ring next after `now`; invalid when none is queued.
+    QDateTime nextAlarmOf(const Task& task, const QDateTime& now) const;
 
     const QVector<Task*>& allTasks() const { return tasks; }
 

@@ -23,6 +23,30 @@ QDateTime Alarm::addAlarmOffset(const QDateTime& base) const {
     return base;
 }
 
+QDateTime Alarm::countdownMoment(const QDateTime& start) const {
+    qint64 unitSeconds = 0;
+    switch (unitType_) {
+    case Minutes:
+        unitSeconds = 60;
+        break;
+    case Hours:
+        unitSeconds = 3600;
+        break;
+    case Days:
+        // Days of 86400 seconds here, unlike addAlarmOffset: a countdown counts elapsed time.
+        unitSeconds = 86400;
+        break;
+    }
+    return start.addSecs(qint64(units_) * unitSeconds);
+}
+
+QDateTime Alarm::dueMoment() const {
+    if (task.hasRepetition() && !task.hasTrivialRepetition()) {
+        return getNextOccurrence();
+    }
+    return addAlarmOffset(QDateTime(task.date(), task.time()));
+}
+
 QDateTime Alarm::getNextOccurrence() const {
     const QDateTime now = QDateTime::currentDateTime();
     int n = 1;

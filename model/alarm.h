@@ -20,6 +20,13 @@ public:
     QString description() const { return description_; }
 
     QDateTime addAlarmOffset(const QDateTime& base) const;
+    // When this alarm of a countdown started at `start` rings: the offset always runs forward,
+    // in whole seconds, whatever isBefore says.
+    QDateTime countdownMoment(const QDateTime& start) const;
+    // The moment the event of this alarm of a dated task is placed for: the task's moment
+    // shifted by the offset (even when past), or for repetitions by weeks, months or years
+    // the next occurrence's; invalid when there is none.
+    QDateTime dueMoment() const;
     // The first moment after now at which this alarm of a repeating task is due;
     // invalid once the repetition has ended.
     QDateTime getNextOccurrence() const;

@@ -3,8 +3,10 @@
 #include <QAbstractButton>
 #include <QButtonGroup>
 #include <QComboBox>
+#include <QEvent>
 #include <QGridLayout>
 #include <QLineEdit>
+#include <QTimer>
 
 #include "repetitionswidget.h"
 #include "taskbutton.h"
@@ -23,7 +25,12 @@ Task::Task(TaskManager& manager, int id, const QString& name, bool active, Task:
     , repetitionStopNumber_(0)
     , repeatIntervalNumber_(0)
     , repeatIntervalType_(IntervalMinutes)
-    , monthlyRepeatType_(MonthlyByDayOfMonth) {
+    , monthlyRepeatType_(MonthlyByDayOfMonth)
+    , nextAlarmTimer(new QTimer(this)) {
+    nextAlarmTimer->setSingleShot(true);
+    nextAlarmTimer->setTimerType(Qt::PreciseTimer);
+    connect(nextAlarmTimer, &QTimer::timeout, this, &Task::refreshNextAlarm);
+    button->installEventFilter(this);
     button->setText(name_);
     button->setActivated(active_);
     connect(button, &TaskButton::doubleClicked, this, &Task::changeActivationState);
@@ -64,6 +71,45 @@ void Task::setSelected(bool selected) {
 void Task::display(QGridLayout* grid) {
     const int n = grid->count();
     grid->addWidget(button, n / 2, n % 2);
+    // Tab walks the grid in the order it is shown, not in the order the tasks were loaded.
+    if (n > 0) {
+        if (QWidget* previous = grid->itemAt(n - 1)->widget()) {
+            QWidget::setTabOrder(previous, button);
+        }
+    }
+    refreshNextAlarm();
+}
+
+void Task::refreshNextAlarm() {
+    if (!button) {
+        return;
+    }
+    const QDateTime now = QDateTime::currentDateTime();
+    const QDateTime next = manager.nextAlarmOf(*this, now);
+    button->setNextAlarm(next);
+    if (!next.isValid()) {
+        nextAlarmTimer->stop();
+        return;
+    }
+    // Timers stand still while the machine sleeps: look again at least every hour.
+    const qint64 hour = 3600 * 1000;
+    nextAlarmTimer->start(int(qBound<qint64>(1, now.msecsTo(next) + 1, hour)));
+}
+
+QDateTime Task::countdownStart() const {
+    return countdownStart_.isValid() ? countdownStart_ : QDateTime(date_, time_);
+}
+
+void Task::restartCountdown() {
+    countdownStart_ = QDateTime::currentDateTime();
+}
+
+bool Task::eventFilter(QObject* watched, QEvent* event) {
+    // A tooltip shows what is true now, even if the machine slept through the timer.
+    if (watched == button && event->type() == QEvent::ToolTip) {
+        refreshNextAlarm();
+    }
+    return QObject::eventFilter(watched, event);
 }
 
 void Task::updateDisplay() {
@@ -81,6 +127,7 @@ void Task::changeActivationState() {
     if (type_ == T) {
         date_ = QDate::currentDate();
         time_ = QTime::currentTime();
+        countdownStart_ = QDateTime(date_, time_);
     }
     manager.saveTaskActivationState(*this);
 }

@@ -9,7 +9,9 @@
 
 #include "alarm.h"
 
+class QEvent;
 class QGridLayout;
+class QTimer;
 class RepetitionsWidget;
 class TaskButton;
 class TaskManager;
@@ -72,6 +74,13 @@ public:
     void display(QGridLayout* grid);
     void updateDisplay();
     TaskButton* taskButton() const { return button; }
+    // Puts on the button when the task rings next, and looks again when that moment has passed.
+    void refreshNextAlarm();
+
+    // Where a countdown's alarms count from: its activation, or a later restart.
+    QDateTime countdownStart() const;
+    // Saving an edited countdown places its alarms from now on.
+    void restartCountdown();
 
     bool operator<(const Task& other) const;
     QDateTime nthRepetitionFromDateTime(const QDateTime& from, int n) const;
@@ -96,6 +105,9 @@ public Q_SLOTS:
     void changeActivationState();
     void processSelectionChanged();
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     QString repetitionExtraData() const;
 
@@ -115,4 +127,7 @@ private:
     int repeatIntervalType_;
     QList<int> weeklyRepeatDays_;
     int monthlyRepeatType_;
+    // Only in memory: after a restart the stored activation moment stands in.
+    QDateTime countdownStart_;
+    QTimer* nextAlarmTimer;
 };

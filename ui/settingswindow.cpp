@@ -6,6 +6,7 @@
 #include <QLineEdit>
 #include <QScrollArea>
 #include <QSqlQuery>
+#include <QTimer>
 #include <QVBoxLayout>
 #include <QVariant>
 
@@ -147,4 +148,21 @@ void SettingsWindow::saveSettings() {
     }
     QMaemo5InformationBox::information(nullptr, QStringLiteral("Settings saved."), 3000);
     close();
+}
+
+void SettingsWindow::showQuickStart() {
+    auto* text = findChild<QLabel*>(QStringLiteral("quickStartText"));
+    if (!text) {
+        return;
+    }
+    // Focusable, so that a screen reader reads it out and the keyboard has a place there.
+    text->setFocusPolicy(Qt::StrongFocus);
+    text->setFocus(Qt::OtherFocusReason);
+    auto* area = findChild<QScrollArea*>();
+    if (!area) {
+        return;
+    }
+    area->ensureWidgetVisible(text);
+    // Laid out only once shown: look again then.
+    QTimer::singleShot(0, text, [area, text] { area->ensureWidgetVisible(text); });
 }

@@ -12,6 +12,8 @@ public:
     explicit SettingsWindow(QWidget* parent);
 
     int getSnoozeIntervalFromDatabase();
+    // Brings the quick start text into view and gives it the keyboard focus.
+    void showQuickStart();
 
 public Q_SLOTS:
     void saveSettings();
