@@ -5,6 +5,7 @@
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QVBoxLayout>
 
 #include "actionbutton.h"
@@ -45,7 +46,11 @@ MainWindow::MainWindow(TaskManager& taskManager, QWidget* parent)
         this->taskManager.handleTaskAction();
     });
     auto* quit = new QAction(QStringLiteral("Quit"), this);
-    quit->setShortcut(QKeySequence::Quit);
+    quit->setShortcuts(QKeySequence::Quit);
+    // Not every platform names one (offscreen, for one); Ctrl+Q is what users try.
+    if (quit->shortcuts().isEmpty()) {
+        quit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
+    }
     connect(quit, &QAction::triggered, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
     auto* help = new QAction(QStringLiteral("Quick start"), this);
     help->setShortcut(QKeySequence::HelpContents);
@@ -58,6 +63,13 @@ MainWindow::MainWindow(TaskManager& taskManager, QWidget* parent)
         }
     });
     addActions({newTask, quit, help});
+
+    // The grid's frame is no stop of its own on the keyboard's way, only the tasks in it.
+    if (auto* area = findChild<QScrollArea*>()) {
+        area->setFocusPolicy(Qt::NoFocus);
+        area->verticalScrollBar()->setAccessibleName(QStringLiteral("Task list"));
+        area->horizontalScrollBar()->setAccessibleName(QStringLiteral("Task list"));
+    }
 
     StackedWindow::enable(this);
 }

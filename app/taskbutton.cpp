@@ -127,7 +127,9 @@ void TaskButton::keyPressEvent(QKeyEvent* event) {
     case Qt::Key_Right:
     case Qt::Key_Up:
     case Qt::Key_Down:
-        if (event->modifiers() == Qt::NoModifier && moveFocus(event->key())) {
+        // Arrows stay in the grid: at its edge they do nothing.
+        if (event->modifiers() == Qt::NoModifier) {
+            moveFocus(event->key());
             event->accept();
             return;
         }
@@ -170,6 +172,10 @@ bool TaskButton::moveFocus(int key) {
         return false;
     }
     QLayoutItem* item = grid->itemAtPosition(row, column);
+    // Down into a shorter last row lands on its last task.
+    while (!item && column > 0 && (key == Qt::Key_Up || key == Qt::Key_Down)) {
+        item = grid->itemAtPosition(row, --column);
+    }
     QWidget* target = item ? item->widget() : nullptr;
     if (!target || !target->isVisible() || target->focusPolicy() == Qt::NoFocus) {
         return false;

@@ -1,3 +1,4 @@
+#include <QAccessible>
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -12,6 +13,7 @@
 #include "maemo5theme.h"
 #include "mainwindow.h"
 #include "pardotest.h"
+#include "settingswindow.h"
 #include "stackedwindow.h"
 #include "task.h"
 #include "taskbutton.h"
@@ -63,6 +65,49 @@ QStringList stateOf(const QWidget* editor) {
     return state;
 }
 
+bool isInteractive(QAccessible::Role role) {
+    switch (role) {
+    case QAccessible::Button:
+    case QAccessible::CheckBox:
+    case QAccessible::RadioButton:
+    case QAccessible::ComboBox:
+    case QAccessible::EditableText:
+    case QAccessible::SpinBox:
+    case QAccessible::Slider:
+    case QAccessible::Dial:
+    case QAccessible::ScrollBar:
+    case QAccessible::ButtonDropDown:
+    case QAccessible::ButtonMenu:
+    case QAccessible::ButtonDropGrid:
+    case QAccessible::Link:
+    case QAccessible::PageTab:
+    case QAccessible::MenuItem:
+        return true;
+    default:
+        return false;
+    }
+}
+
+// Every control a screen reader would announce without a name, and how many controls there are.
+void findUnnamed(QAccessibleInterface* node, QStringList& unnamed, int& controls) {
+    if (!node || !node->isValid()) {
+        return;
+    }
+    if (isInteractive(node->role()) && !node->state().invisible) {
+        ++controls;
+        if (node->text(QAccessible::Name).trimmed().isEmpty()) {
+            QObject* object = node->object();
+            unnamed << QStringLiteral("%1 role %2")
+                           .arg(QString::fromLatin1(object ? object->metaObject()->className()
+                                                           : "(no object)"))
+                           .arg(int(node->role()));
+        }
+    }
+    for (int i = 0; i < node->childCount(); ++i) {
+        findUnnamed(node->child(i), unnamed, controls);
+    }
+}
+
 } // namespace
 
 class TestMainWindow : public QObject {
@@ -81,9 +126,25 @@ private Q_SLOTS:
     void themeIsLightOnDark();
     void addTaskIgnoresItsText_data();
     void addTaskIgnoresItsText();
+    void tabWalksTheGridThenTheActions();
+    void spaceTapsTheFocusedTask();
+    void returnDoubleTapsTheFocusedTask_data();
+    void returnDoubleTapsTheFocusedTask();
+    void arrowsMoveBetweenTasks_data();
+    void arrowsMoveBetweenTasks();
+    void actionButtonsNameTheirAction();
+    void newTaskShortcutAlwaysMakesANewTask_data();
+    void newTaskShortcutAlwaysMakesANewTask();
+    void quitShortcutEndsTheApplication();
+    void helpShortcutShowsTheQuickStart();
+    void everyControlHasAName_data();
+    void everyControlHasAName();
+    void tasksExposeTheirOnOffState();
 
 private:
     void start(const QStringList& activeNames = {}, const QStringList& inactiveNames = {});
+    void activate();
+    QWidget* gridWidget(int index) const;
     ActionButton* upper() const;
     ActionButton* lower() const;
     TaskButton* buttonOf(const QString& name) const;
@@ -118,6 +179,17 @@ void TestMainWindow::start(const QStringList& activeNames, const QStringList& in
     window = std::make_unique<MainWindow>(*manager);
     window->show();
     QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+}
+
+void TestMainWindow::activate() {
+    window->activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(window.get()));
+}
+
+QWidget* TestMainWindow::gridWidget(int index) const {
+    auto* grid = qobject_cast<QGridLayout*>(window->findChild<QScrollArea*>()->widget()->layout());
+    QLayoutItem* item = grid ? grid->itemAt(index) : nullptr;
+    return item ? item->widget() : nullptr;
 }
 
 ActionButton* TestMainWindow::upper() const {
@@ -352,6 +424,295 @@ void TestMainWindow::addTaskIgnoresItsText() {
     QCOMPARE(stateOf(editors.at(1)), without);
     QCOMPARE(manager->focusedTask(), focused);
     QCOMPARE(manager->allTasks().size(), tasks);
+}
+
+void TestMainWindow::tabWalksTheGridThenTheActions() {
+    // Loaded by id (Initial, Zed, Alpha), shown sorted: Alpha, Zed, then the inactive Initial.
+    start({QStringLiteral("Zed"), QStringLiteral("Alpha")});
+    activate();
+    const QList<QWidget*> expected{buttonOf(QStringLiteral("Zed")),
+                                   buttonOf(QStringLiteral("Initial")), upper(), lower(),
+                                   buttonOf(QStringLiteral("Alpha"))};
+    QCOMPARE(gridWidget(0), buttonOf(QStringLiteral("Alpha")));
+    gridWidget(0)->setFocus(Qt::TabFocusReason);
+    QCOMPARE(QApplication::focusWidget(), gridWidget(0));
+    QList<QWidget*> walked;
+    for (int i = 0; i < expected.size(); ++i) {
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+        walked << QApplication::focusWidget();
+    }
+    QCOMPARE(walked, expected);
+
+    // Switched off, Alpha moves behind Zed, and the walk follows: Zed, Alpha, Initial.
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
+    QCOMPARE(gridWidget(1), buttonOf(QStringLiteral("Alpha")));
+    QCOMPARE(QApplication::focusWidget(), buttonOf(QStringLiteral("Alpha")));
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+    QCOMPARE(QApplication::focusWidget(), buttonOf(QStringLiteral("Initial")));
+
+    // A task added later takes its place in the walk too: first in the grid, first on the way.
+    auto* beta = new Task(*manager, 0, QStringLiteral("Beta"), true, Task::D);
+    QVERIFY(manager->addTask(*beta));
+    QCOMPARE(gridWidget(0), beta->taskButton());
+    QTRY_VERIFY(beta->taskButton()->isVisible());
+    activate();
+    beta->taskButton()->setFocus(Qt::TabFocusReason);
+    QCOMPARE(QApplication::focusWidget(), beta->taskButton());
+    const QList<QWidget*> afterAdding{buttonOf(QStringLiteral("Zed")),
+                                      buttonOf(QStringLiteral("Alpha")),
+                                      buttonOf(QStringLiteral("Initial")),
+                                      upper(),
+                                      lower(),
+                                      beta->taskButton()};
+    walked.clear();
+    for (int i = 0; i < afterAdding.size(); ++i) {
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+        walked << QApplication::focusWidget();
+    }
+    QCOMPARE(walked, afterAdding);
+}
+
+void TestMainWindow::spaceTapsTheFocusedTask() {
+    start({QStringLiteral("Run")});
+    activate();
+    QSignalSpy gained(manager.get(), &TaskManager::taskGainedFocus);
+    QSignalSpy lost(manager.get(), &TaskManager::taskLostFocus);
+    buttonOf(QStringLiteral("Run"))->setFocus(Qt::TabFocusReason);
+    QTest::keyClick(buttonOf(QStringLiteral("Run")), Qt::Key_Space);
+    QCOMPARE(manager->focusedTask(), taskNamed(QStringLiteral("Run")));
+    QCOMPARE(gained.count(), 1);
+    QVERIFY(taskNamed(QStringLiteral("Run"))->active());
+    QVERIFY(buttonOf(QStringLiteral("Run"))
+                ->styleSheet()
+                .contains(QStringLiteral("border: 1px solid #f8e52d;")));
+    PARDO_COMPARE_IMAGES(iconOf(upper()), image("icon_edittask.png"));
+
+    // Again: deselected, as a second tap does.
+    QTest::keyClick(buttonOf(QStringLiteral("Run")), Qt::Key_Space);
+    QCOMPARE(manager->focusedTask(), nullptr);
+    QCOMPARE(lost.count(), 1);
+    QVERIFY(taskNamed(QStringLiteral("Run"))->active());
+    PARDO_COMPARE_IMAGES(iconOf(upper()), image("icon_settings.png"));
+}
+
+void TestMainWindow::returnDoubleTapsTheFocusedTask_data() {
+    QTest::addColumn<int>("key");
+    QTest::addColumn<QString>("selectedBefore");
+    QTest::addColumn<QString>("selectedAfter");
+    for (const int key : {int(Qt::Key_Return), int(Qt::Key_Enter)}) {
+        const char* name = key == Qt::Key_Return ? "Return" : "Enter";
+        QTest::addRow("%s, nothing selected", name) << key << QString() << QString();
+        QTest::addRow("%s, the task selected", name)
+            << key << QStringLiteral("Gym") << QStringLiteral("Gym");
+        QTest::addRow("%s, another task selected", name)
+            << key << QStringLiteral("Nap") << QString();
+    }
+}
+
+void TestMainWindow::returnDoubleTapsTheFocusedTask() {
+    QFETCH(int, key);
+    QFETCH(QString, selectedBefore);
+    QFETCH(QString, selectedAfter);
+    start({QStringLiteral("Gym"), QStringLiteral("Nap")});
+    activate();
+    if (!selectedBefore.isEmpty()) {
+        tap(selectedBefore);
+    }
+    TaskButton* gym = buttonOf(QStringLiteral("Gym"));
+    gym->setFocus(Qt::TabFocusReason);
+    QTest::keyClick(gym, Qt::Key(key));
+    QVERIFY(!taskNamed(QStringLiteral("Gym"))->active());
+    QVERIFY(taskNamed(QStringLiteral("Nap"))->active());
+    QCOMPARE(manager->focusedTask(), selectedAfter.isEmpty() ? nullptr : taskNamed(selectedAfter));
+    // Switched off, it moved behind the active task, and the keyboard stays with it.
+    QCOMPARE(gridWidget(1), gym);
+    QCOMPARE(QApplication::focusWidget(), gym);
+    QVERIFY(gym->styleSheet().contains(QStringLiteral("#444444")));
+    QCOMPARE(gym->styleSheet().contains(QStringLiteral("#f8e52d")), !selectedAfter.isEmpty());
+
+    // And on again.
+    QTest::keyClick(gym, Qt::Key(key));
+    QVERIFY(taskNamed(QStringLiteral("Gym"))->active());
+    QVERIFY(gym->styleSheet().contains(QStringLiteral("#22c70d")));
+}
+
+void TestMainWindow::arrowsMoveBetweenTasks_data() {
+    QTest::addColumn<int>("from");
+    QTest::addColumn<int>("key");
+    QTest::addColumn<int>("to");
+    QTest::newRow("right") << 0 << int(Qt::Key_Right) << 1;
+    QTest::newRow("left") << 1 << int(Qt::Key_Left) << 0;
+    QTest::newRow("down") << 1 << int(Qt::Key_Down) << 3;
+    QTest::newRow("up") << 2 << int(Qt::Key_Up) << 0;
+    QTest::newRow("left edge") << 2 << int(Qt::Key_Left) << 2;
+    QTest::newRow("top edge") << 1 << int(Qt::Key_Up) << 1;
+    QTest::newRow("down to the last row") << 3 << int(Qt::Key_Down) << 4;
+    QTest::newRow("right of the last one") << 4 << int(Qt::Key_Right) << 4;
+}
+
+void TestMainWindow::arrowsMoveBetweenTasks() {
+    QFETCH(int, from);
+    QFETCH(int, key);
+    QFETCH(int, to);
+    start({QStringLiteral("A"), QStringLiteral("B"), QStringLiteral("C"), QStringLiteral("D")});
+    activate();
+    gridWidget(from)->setFocus(Qt::TabFocusReason);
+    QTest::keyClick(gridWidget(from), Qt::Key(key));
+    QCOMPARE(QApplication::focusWidget(), gridWidget(to));
+    // Moving is not tapping.
+    QCOMPARE(manager->focusedTask(), nullptr);
+}
+
+void TestMainWindow::actionButtonsNameTheirAction() {
+    start({QStringLiteral("Run")});
+    activate();
+    auto names = [this] {
+        return QStringList{upper()->accessibleName(), upper()->toolTip(), lower()->accessibleName(),
+                           lower()->toolTip()};
+    };
+    QCOMPARE(names(), (QStringList{QStringLiteral("Settings"), QStringLiteral("Settings"),
+                                   QStringLiteral("New task"), QStringLiteral("New task")}));
+    buttonOf(QStringLiteral("Run"))->setFocus(Qt::TabFocusReason);
+    QTest::keyClick(buttonOf(QStringLiteral("Run")), Qt::Key_Space);
+    QCOMPARE(names(), (QStringList{QStringLiteral("Edit task"), QStringLiteral("Edit task"),
+                                   QStringLiteral("Delete task"), QStringLiteral("Delete task")}));
+    QCOMPARE(QAccessible::queryAccessibleInterface(lower())->text(QAccessible::Name),
+             QStringLiteral("Delete task"));
+    QTest::keyClick(buttonOf(QStringLiteral("Run")), Qt::Key_Space);
+    QCOMPARE(names(), (QStringList{QStringLiteral("Settings"), QStringLiteral("Settings"),
+                                   QStringLiteral("New task"), QStringLiteral("New task")}));
+
+    // The action buttons are on the keyboard's way and press with Space.
+    QSignalSpy settings(manager.get(), &TaskManager::settingsCalled);
+    QVERIFY(upper()->focusPolicy() & Qt::TabFocus);
+    QVERIFY(lower()->focusPolicy() & Qt::TabFocus);
+    upper()->setFocus(Qt::TabFocusReason);
+    QTest::keyClick(upper(), Qt::Key_Space);
+    QCOMPARE(settings.count(), 1);
+}
+
+void TestMainWindow::newTaskShortcutAlwaysMakesANewTask_data() {
+    QTest::addColumn<QString>("selected");
+    QTest::newRow("nothing selected") << QString();
+    QTest::newRow("a task selected") << QStringLiteral("Run");
+}
+
+void TestMainWindow::newTaskShortcutAlwaysMakesANewTask() {
+    QFETCH(QString, selected);
+    start({QStringLiteral("Run")});
+    activate();
+    if (!selected.isEmpty()) {
+        tap(selected);
+    }
+    QSignalSpy newTask(manager.get(), &TaskManager::newTaskCalled);
+    QSignalSpy edit(manager.get(), &TaskManager::editTaskCalled);
+    QTest::keyClick(window.get(), Qt::Key_N, Qt::ControlModifier);
+    QCOMPARE(newTask.count(), 1);
+    QCOMPARE(edit.count(), 0);
+    const QList<TaskWindow*> editors = window->findChildren<TaskWindow*>();
+    QCOMPARE(editors.size(), 1);
+    // The type chooser of a new task, not the editor of the selected one.
+    QVERIFY(stateOf(editors.at(0)).join(QLatin1Char('\n')).contains(QStringLiteral("typeTButton")));
+    QCOMPARE(manager->focusedTask(), nullptr);
+    PARDO_COMPARE_IMAGES(iconOf(lower()), image("icon_newtask.png"));
+    QCOMPARE(manager->allTasks().size(), 2);
+}
+
+void TestMainWindow::quitShortcutEndsTheApplication() {
+    start();
+    activate();
+    QTimer::singleShot(0, window.get(),
+                       [this] { QTest::keyClick(window.get(), Qt::Key_Q, Qt::ControlModifier); });
+    // Without the shortcut nothing ends the loop but this.
+    QTimer::singleShot(5000, qApp, [] { QCoreApplication::exit(99); });
+    QCOMPARE(QCoreApplication::exec(), 0);
+}
+
+void TestMainWindow::helpShortcutShowsTheQuickStart() {
+    start({QStringLiteral("Run")});
+    activate();
+    QTest::keyClick(window.get(), Qt::Key_F1);
+    const QList<SettingsWindow*> settings = window->findChildren<SettingsWindow*>();
+    QCOMPARE(settings.size(), 1);
+    QVERIFY(settings.at(0)->isVisible());
+    auto* text = settings.at(0)->findChild<QLabel*>(QStringLiteral("quickStartText"));
+    QVERIFY(text);
+    QVERIFY(text->text().startsWith(QStringLiteral("Tap the task once")));
+    QTRY_COMPARE(QApplication::focusWidget(), text);
+    QVERIFY(text->isVisible());
+    QVERIFY(!text->visibleRegion().isEmpty());
+    QCOMPARE(QAccessible::queryAccessibleInterface(text)->state().focused, true);
+}
+
+void TestMainWindow::everyControlHasAName_data() {
+    QTest::addColumn<QStringList>("active");
+    QTest::addColumn<bool>("selectFirst");
+    QTest::newRow("seed task only") << QStringList() << false;
+    QTest::newRow("a task selected") << QStringList{QStringLiteral("Run")} << true;
+    QStringList many;
+    for (int i = 0; i < 12; ++i) {
+        many << QStringLiteral("Task %1").arg(i, 2, 10, QLatin1Char('0'));
+    }
+    QTest::newRow("enough tasks to scroll") << many << false;
+}
+
+void TestMainWindow::everyControlHasAName() {
+    QFETCH(QStringList, active);
+    QFETCH(bool, selectFirst);
+    QAccessible::setActive(true);
+    start(active);
+    activate();
+    if (selectFirst) {
+        tap(active.first());
+    }
+    QStringList unnamed;
+    int controls = 0;
+    findUnnamed(QAccessible::queryAccessibleInterface(window.get()), unnamed, controls);
+    QAccessible::setActive(false);
+    // Every task and both action buttons are there to be named.
+    QVERIFY2(controls >= manager->allTasks().size() + 2, qPrintable(QString::number(controls)));
+    QVERIFY2(unnamed.isEmpty(), qPrintable(unnamed.join(QStringLiteral(", "))));
+}
+
+void TestMainWindow::tasksExposeTheirOnOffState() {
+    start({QStringLiteral("Run")}, {QStringLiteral("Nap")});
+    activate();
+    auto stateOfTask = [this](const QString& name) {
+        QAccessibleInterface* node = QAccessible::queryAccessibleInterface(buttonOf(name));
+        return QStringLiteral("%1 %2 checkable %3 checked %4")
+            .arg(node->text(QAccessible::Name))
+            .arg(int(node->role()))
+            .arg(node->state().checkable)
+            .arg(node->state().checked);
+    };
+    const QString button = QString::number(int(QAccessible::Button));
+    QCOMPARE(stateOfTask(QStringLiteral("Run")),
+             QStringLiteral("Run %1 checkable 1 checked 1").arg(button));
+    QCOMPARE(stateOfTask(QStringLiteral("Nap")),
+             QStringLiteral("Nap %1 checkable 1 checked 0").arg(button));
+
+    // A tap selects and leaves the state alone; a double tap switches it.
+    tap(QStringLiteral("Nap"));
+    QCOMPARE(stateOfTask(QStringLiteral("Nap")),
+             QStringLiteral("Nap %1 checkable 1 checked 0").arg(button));
+    QVERIFY(!buttonOf(QStringLiteral("Nap"))->isChecked());
+    doubleTap(QStringLiteral("Nap"));
+    QCOMPARE(stateOfTask(QStringLiteral("Nap")),
+             QStringLiteral("Nap %1 checkable 1 checked 1").arg(button));
+
+    // The screen reader's own actions do what the fingers do.
+    QAccessibleActionInterface* actions =
+        QAccessible::queryAccessibleInterface(buttonOf(QStringLiteral("Run")))->actionInterface();
+    QVERIFY(actions);
+    QVERIFY(actions->actionNames().contains(QAccessibleActionInterface::pressAction()));
+    QVERIFY(actions->actionNames().contains(QAccessibleActionInterface::toggleAction()));
+    actions->doAction(QAccessibleActionInterface::pressAction());
+    QCOMPARE(manager->focusedTask(), taskNamed(QStringLiteral("Run")));
+    actions->doAction(QAccessibleActionInterface::toggleAction());
+    QVERIFY(!taskNamed(QStringLiteral("Run"))->active());
+    QCOMPARE(manager->focusedTask(), taskNamed(QStringLiteral("Run")));
+    QCOMPARE(stateOfTask(QStringLiteral("Run")),
+             QStringLiteral("Run %1 checkable 1 checked 0").arg(button));
 }
 
 PARDO_TEST_MAIN(TestMainWindow)
