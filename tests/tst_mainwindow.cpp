@@ -127,10 +127,9 @@ private Q_SLOTS:
     void addTaskIgnoresItsText_data();
     void addTaskIgnoresItsText();
     void tabWalksTheGridThenTheActions();
-    void spaceTapsTheFocusedTask();
+    void keyboardAloneSelectsSwitchesAndDeselects();
     void returnDoubleTapsTheFocusedTask_data();
     void returnDoubleTapsTheFocusedTask();
-    void arrowsMoveBetweenTasks_data();
     void arrowsMoveBetweenTasks();
     void actionButtonsNameTheirAction();
     void newTaskShortcutAlwaysMakesANewTask_data();
@@ -472,7 +471,7 @@ void TestMainWindow::tabWalksTheGridThenTheActions() {
     QCOMPARE(walked, afterAdding);
 }
 
-void TestMainWindow::spaceTapsTheFocusedTask() {
+void TestMainWindow::keyboardAloneSelectsSwitchesAndDeselects() {
     start({QStringLiteral("Run")});
     activate();
     QSignalSpy gained(manager.get(), &TaskManager::taskGainedFocus);
@@ -487,10 +486,19 @@ void TestMainWindow::spaceTapsTheFocusedTask() {
                 .contains(QStringLiteral("border: 1px solid #f8e52d;")));
     PARDO_COMPARE_IMAGES(iconOf(upper()), image("icon_edittask.png"));
 
+    // Switched off and on by keyboard, it stays selected, as after a double tap.
+    QTest::keyClick(buttonOf(QStringLiteral("Run")), Qt::Key_Return);
+    QVERIFY(!taskNamed(QStringLiteral("Run"))->active());
+    QTest::keyClick(buttonOf(QStringLiteral("Run")), Qt::Key_Return);
+    QVERIFY(taskNamed(QStringLiteral("Run"))->active());
+    QCOMPARE(manager->focusedTask(), taskNamed(QStringLiteral("Run")));
+    QCOMPARE(gained.count(), 3);
+    QCOMPARE(lost.count(), 2);
+
     // Again: deselected, as a second tap does.
     QTest::keyClick(buttonOf(QStringLiteral("Run")), Qt::Key_Space);
     QCOMPARE(manager->focusedTask(), nullptr);
-    QCOMPARE(lost.count(), 1);
+    QCOMPARE(lost.count(), 3);
     QVERIFY(taskNamed(QStringLiteral("Run"))->active());
     PARDO_COMPARE_IMAGES(iconOf(upper()), image("icon_settings.png"));
 }
@@ -536,29 +544,23 @@ void TestMainWindow::returnDoubleTapsTheFocusedTask() {
     QVERIFY(gym->styleSheet().contains(QStringLiteral("#22c70d")));
 }
 
-void TestMainWindow::arrowsMoveBetweenTasks_data() {
-    QTest::addColumn<int>("from");
-    QTest::addColumn<int>("key");
-    QTest::addColumn<int>("to");
-    QTest::newRow("right") << 0 << int(Qt::Key_Right) << 1;
-    QTest::newRow("left") << 1 << int(Qt::Key_Left) << 0;
-    QTest::newRow("down") << 1 << int(Qt::Key_Down) << 3;
-    QTest::newRow("up") << 2 << int(Qt::Key_Up) << 0;
-    QTest::newRow("left edge") << 2 << int(Qt::Key_Left) << 2;
-    QTest::newRow("top edge") << 1 << int(Qt::Key_Up) << 1;
-    QTest::newRow("down to the last row") << 3 << int(Qt::Key_Down) << 4;
-    QTest::newRow("right of the last one") << 4 << int(Qt::Key_Right) << 4;
-}
-
 void TestMainWindow::arrowsMoveBetweenTasks() {
-    QFETCH(int, from);
-    QFETCH(int, key);
-    QFETCH(int, to);
+    // Five tasks: two rows of two and one alone in the last row.
     start({QStringLiteral("A"), QStringLiteral("B"), QStringLiteral("C"), QStringLiteral("D")});
     activate();
-    gridWidget(from)->setFocus(Qt::TabFocusReason);
-    QTest::keyClick(gridWidget(from), Qt::Key(key));
-    QCOMPARE(QApplication::focusWidget(), gridWidget(to));
+    const QList<QPair<int, int>> walk{{Qt::Key_Right, 1}, {Qt::Key_Right, 1}, {Qt::Key_Down, 3},
+                                      {Qt::Key_Down, 4},  {Qt::Key_Down, 4},  {Qt::Key_Right, 4},
+                                      {Qt::Key_Up, 2},    {Qt::Key_Left, 2},  {Qt::Key_Up, 0},
+                                      {Qt::Key_Up, 0},    {Qt::Key_Left, 0}};
+    gridWidget(0)->setFocus(Qt::TabFocusReason);
+    QStringList expected;
+    QStringList walked;
+    for (const auto& step : walk) {
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key(step.first));
+        expected << gridWidget(step.second)->property("text").toString();
+        walked << QApplication::focusWidget()->property("text").toString();
+    }
+    QCOMPARE(walked, expected);
     // Moving is not tapping.
     QCOMPARE(manager->focusedTask(), nullptr);
 }
