@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 
+#include "applicationstart.h"
 #include "maemo5theme.h"
 #include "mainwindow.h"
 #include "taskmanager.h"
@@ -14,6 +15,7 @@ int main(int argc, char* argv[]) {
     Maemo5Theme::apply(app);
     TaskManager taskManager;
     MainWindow window(taskManager);
+    ApplicationStart start(window, ApplicationStart::isStartedByBus());
 
     // The bus is checked only now, on purpose: a second instance opens the
     // database and builds its window before it learns that the name is taken.
@@ -31,6 +33,8 @@ int main(int argc, char* argv[]) {
                           .arg(service, bus.interface()->serviceOwner(service).value());
         }
         qWarning("%s", qPrintable(message));
+        // Whoever started us again wants to see the application: bring up the one running.
+        ApplicationStart::raiseRunningInstance(bus);
         std::exit(2);
     }
     if (!bus.registerObject(QStringLiteral("/org/velmar/pardoreminder"), &window,
@@ -39,6 +43,7 @@ int main(int argc, char* argv[]) {
         std::exit(3);
     }
 
-    window.show();
+    QObject::connect(&start, &ApplicationStart::idle, &app, &QCoreApplication::quit);
+    start.begin();
     return app.exec();
 }

@@ -114,25 +114,32 @@ void MainWindow::initializeActionArea(QHBoxLayout* layout) {
 }
 
 int MainWindow::top_application() {
+    // A minimized window comes back as it was before; maximized or full screen stays so.
+    setWindowState(windowState() & ~Qt::WindowMinimized);
     show();
     activateWindow();
     raise();
+    Q_EMIT called();
     return 0;
 }
 
 int MainWindow::alarm_triggered(int taskId, int alarmNo) {
     taskManager.handleAlarmTriggeredForTask(taskId, alarmNo);
+    Q_EMIT called();
     return 0;
 }
 
 void MainWindow::addTask(const QString& /*name*/) {
     // The editor asks the manager by itself whether it edits the selected task.
     auto* window = new TaskWindow(taskManager, this);
+    // Every open makes a new window; a closed one is never shown again.
+    window->setAttribute(Qt::WA_DeleteOnClose);
     window->show();
 }
 
 void MainWindow::displaySettingsWindow() {
     auto* window = new SettingsWindow(this);
+    window->setAttribute(Qt::WA_DeleteOnClose);
     window->show();
 }
 

@@ -22,6 +22,10 @@ public Q_SLOTS:
     void displaySettingsWindow();
     void removeTask();
 
+Q_SIGNALS:
+    // Emitted after either bus method has been served.
+    void called();
+
 protected:
     void paintEvent(QPaintEvent* event) override;
 

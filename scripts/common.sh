@@ -9,6 +9,7 @@ PARDO_PACKAGES=(
     dbus dbus-daemon fonts-dejavu-core
     libdbus-1-dev libcanberra-dev libcanberra-pulse sound-theme-freedesktop
     scdoc groff-base desktop-file-utils appstream
+    xvfb x11-utils
 )
 
 pardo_say() { printf '%s\n' "$*" >&2; }

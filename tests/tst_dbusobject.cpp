@@ -18,6 +18,8 @@ private Q_SLOTS:
     void metaObjectShape();
     void topApplicationShowsAndRaises_data();
     void topApplicationShowsAndRaises();
+    void topApplicationRestoresMinimized_data();
+    void topApplicationRestoresMinimized();
     void alarmTriggeredRepliesZero_data();
     void alarmTriggeredRepliesZero();
 
@@ -107,6 +109,50 @@ void TestDBusObject::topApplicationShowsAndRaises() {
     QCOMPARE(reply.value(), 0);
     QVERIFY(window->isVisible());
     QTRY_VERIFY(window->isActiveWindow());
+}
+
+void TestDBusObject::topApplicationRestoresMinimized_data() {
+    QTest::addColumn<Qt::WindowStates>("before");
+    QTest::addColumn<Qt::WindowStates>("after");
+    QTest::newRow("minimized") << Qt::WindowStates(Qt::WindowMinimized)
+                               << Qt::WindowStates(Qt::WindowNoState);
+    QTest::newRow("minimized from maximized")
+        << Qt::WindowStates(Qt::WindowMinimized | Qt::WindowMaximized)
+        << Qt::WindowStates(Qt::WindowMaximized);
+    QTest::newRow("minimized from full screen")
+        << Qt::WindowStates(Qt::WindowMinimized | Qt::WindowFullScreen)
+        << Qt::WindowStates(Qt::WindowFullScreen);
+    QTest::newRow("maximized") << Qt::WindowStates(Qt::WindowMaximized)
+                               << Qt::WindowStates(Qt::WindowMaximized);
+    QTest::newRow("full screen") << Qt::WindowStates(Qt::WindowFullScreen)
+                                 << Qt::WindowStates(Qt::WindowFullScreen);
+    QTest::newRow("normal") << Qt::WindowStates(Qt::WindowNoState)
+                            << Qt::WindowStates(Qt::WindowNoState);
+}
+
+void TestDBusObject::topApplicationRestoresMinimized() {
+    QFETCH(Qt::WindowStates, before);
+    QFETCH(Qt::WindowStates, after);
+    window->setWindowState(Qt::WindowNoState);
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    window->setWindowState(before);
+    // The platform confirms a new state one event later; that must not undo the call's work.
+    QCoreApplication::processEvents();
+    QTest::qWait(50);
+    QCOMPARE(window->windowState(), before);
+
+    QDBusPendingCall pending = callAsync(QStringLiteral("top_application"));
+    QTRY_VERIFY(pending.isFinished());
+    QDBusPendingReply<int> reply = pending;
+    QVERIFY(reply.isValid());
+    QCOMPARE(reply.value(), 0);
+    QVERIFY(window->isVisible());
+    QTRY_COMPARE(window->windowState(), after);
+    QVERIFY(!window->isMinimized());
+    window->setWindowState(Qt::WindowNoState);
+    QCoreApplication::processEvents();
+    QTest::qWait(50);
 }
 
 void TestDBusObject::alarmTriggeredRepliesZero_data() {

@@ -1,6 +1,8 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusReply>
+#include <QElapsedTimer>
+#include <QStandardPaths>
 
 #include "daemonclient.h"
 #include "mainwindow.h"
@@ -10,6 +12,7 @@
 #include "taskbutton.h"
 #include "taskmanager.h"
 #include "testdatabase.h"
+#include "xserver.h"
 
 using DaemonClient::callbackEvent;
 using DaemonClient::dialogEventsOf;
@@ -22,6 +25,7 @@ namespace {
 
 const QString kDaemon = QStringLiteral("org.velmar.alarmd");
 const QString kApp = QStringLiteral("org.velmar.pardoreminder");
+const QString kTitle = QStringLiteral("Pardo Reminder");
 
 } // namespace
 
@@ -42,15 +46,27 @@ private Q_SLOTS:
 private:
     void insertWeeklyTask();
     Task* inMemoryWeeklyTask();
+    // Until the application started by the bus has ended by itself; none of its windows may
+    // appear meanwhile.
+    void waitForUnseenEnd();
 
     std::unique_ptr<TaskManager> manager;
+    // The application the bus starts puts its windows here, where the test can look for them.
+    std::unique_ptr<XServer> screen;
 };
 
 void TestAlarmFlow::initTestCase() {
     QVERIFY(SilentSoundDevice::install());
     const QString services = TestEnvironment::current()->root() + QStringLiteral("/bus/services");
     QVERIFY(DaemonClient::writeServiceFile(services, kDaemon, QStringLiteral(PARDO_ALARMD_PATH)));
-    QVERIFY(DaemonClient::writeServiceFile(services, kApp, QStringLiteral(PARDO_REMINDER_PATH)));
+    screen = std::make_unique<XServer>();
+    QVERIFY2(screen->isRunning(), "no X server (package xvfb)");
+    const QString env = QStandardPaths::findExecutable(QStringLiteral("env"));
+    QVERIFY(!env.isEmpty());
+    QVERIFY(DaemonClient::writeServiceFile(
+        services, kApp,
+        QStringLiteral("%1 QT_QPA_PLATFORM=xcb DISPLAY=%2 %3")
+            .arg(env, screen->display(), QStringLiteral(PARDO_REMINDER_PATH))));
 }
 
 void TestAlarmFlow::init() {
@@ -70,6 +86,18 @@ void TestAlarmFlow::cleanup() {
 
 void TestAlarmFlow::cleanupTestCase() {
     QVERIFY(DaemonClient::stopService(kDaemon));
+    screen.reset();
+}
+
+void TestAlarmFlow::waitForUnseenEnd() {
+    QElapsedTimer clock;
+    clock.start();
+    while (DaemonClient::isRunning(kApp) && clock.elapsed() < 80000) {
+        QCOMPARE(screen->viewableWindows(kTitle), 0);
+        QTest::qWait(500);
+    }
+    QVERIFY2(!DaemonClient::isRunning(kApp), "the application started by the bus did not end");
+    QCOMPARE(screen->viewableWindows(kTitle), 0);
 }
 
 void TestAlarmFlow::insertWeeklyTask() {
@@ -139,6 +167,8 @@ void TestAlarmFlow::pardoButtonStartsTheApplication() {
     // "PARDO" is the third button: it calls top_application, which starts the application.
     QVERIFY(respondWithin(placed[0]->cookie, 2, 5000));
     QTRY_VERIFY_WITH_TIMEOUT(DaemonClient::isRunning(kApp), 20000);
+    // Started for this call, it shows its window.
+    QTRY_COMPARE_WITH_TIMEOUT(screen->viewableWindows(kTitle), 1, 20000);
 
     // With the application running, the same button only brings it up.
     manager->handleAlarmTriggeredForTask(1, 0);
@@ -147,6 +177,7 @@ void TestAlarmFlow::pardoButtonStartsTheApplication() {
     QVERIFY(respondWithin(placed[0]->cookie, 2, 5000));
     QTest::qWait(200);
     QVERIFY(DaemonClient::isRunning(kApp));
+    QCOMPARE(screen->viewableWindows(kTitle), 1);
 }
 
 void TestAlarmFlow::weeklyCallbackReachesFreshApplication() {
@@ -174,6 +205,8 @@ void TestAlarmFlow::weeklyCallbackReachesFreshApplication() {
     }
     QVERIFY(nextPlaced);
     QVERIFY(respondWithin(dialog[0]->cookie, 0, 5000));
+    // Started only for the call, it did its work without a window.
+    QCOMPARE(screen->viewableWindows(kTitle), 0);
 }
 
 void TestAlarmFlow::foreverWeeklyIsQueuedAgainAfterItRings() {
@@ -227,7 +260,8 @@ void TestAlarmFlow::foreverWeeklyIsQueuedAgainAfterItRings() {
     manager->setAlarmsForTask(*task);
     QCOMPARE(queued(), std::vector<time_t>{expected});
 
-    // It rings with the application closed: the bus starts it, and it queues the next one.
+    // It rings with the application closed: the bus starts it, and it queues the next one
+    // without showing a window, then ends by itself.
     QVERIFY(!DaemonClient::isRunning(kApp));
     for (cookie_t cookie : DaemonClient::cookies("PARDO")) {
         alarmd_event_del(cookie);
@@ -240,6 +274,8 @@ void TestAlarmFlow::foreverWeeklyIsQueuedAgainAfterItRings() {
     QCOMPARE(text(alarm_event_get_message(dialog[0].get())), QStringLiteral("Bin day - bins out"));
     QVERIFY(respondWithin(dialog[0]->cookie, 0, 5000));
     QTRY_VERIFY(dialogEventsOf(31).empty());
+    QCOMPARE(queued(), std::vector<time_t>{expected});
+    waitForUnseenEnd();
     QCOMPARE(queued(), std::vector<time_t>{expected});
 
     // Switched off, nothing of it stays queued.

@@ -3,10 +3,19 @@
 #include <QDBusMessage>
 #include <QDBusReply>
 #include <QDomDocument>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
 
+#include "fakeinstance.h"
 #include "pardotest.h"
+#include "xserver.h"
+
+namespace {
+
+const QString kTitle = QStringLiteral("Pardo Reminder");
+
+} // namespace
 
 // Starts the real application on a private bus with a fresh HOME.
 class TestStartup : public QObject {
@@ -18,15 +27,24 @@ private Q_SLOTS:
     void methodsReplyZero_data();
     void methodsReplyZero();
     void secondInstanceExitsWithTwo();
+    void secondInstanceAsksFirstToShow_data();
+    void secondInstanceAsksFirstToShow();
+    void secondInstanceShowsBusStartedFirst();
+    void busStartServesAlarmUnseenAndEnds();
     void noBusExitsWithOneAfterOpeningDatabase();
 
 private:
     QProcessEnvironment environment() const;
+    // On the X server, as a user would see it; `byBus` as the bus starts a program for a call.
+    QProcessEnvironment screenEnvironment(bool byBus) const;
     void startFirst();
+    // Starts the application without calling it, and waits until its object is on the bus.
+    void startQuietly(const QProcessEnvironment& env);
     QDBusMessage call(const QString& method, const QVariantList& args = {});
 
     std::unique_ptr<PrivateBus> bus;
     std::unique_ptr<QProcess> app;
+    std::unique_ptr<XServer> screen;
     QString home;
     QString connectionName;
 };
@@ -63,8 +81,40 @@ void TestStartup::cleanup() {
         }
     }
     app.reset();
+    screen.reset();
     QDBusConnection::disconnectFromBus(connectionName);
     bus.reset();
+}
+
+QProcessEnvironment TestStartup::screenEnvironment(bool byBus) const {
+    QProcessEnvironment env = environment();
+    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    env.insert(QStringLiteral("DISPLAY"), screen->display());
+    env.remove(QStringLiteral("DBUS_STARTER_BUS_TYPE"));
+    env.remove(QStringLiteral("DBUS_STARTER_ADDRESS"));
+    if (byBus) {
+        env.insert(QStringLiteral("DBUS_STARTER_BUS_TYPE"), QStringLiteral("session"));
+        env.insert(QStringLiteral("DBUS_STARTER_ADDRESS"), bus->address());
+    }
+    return env;
+}
+
+void TestStartup::startQuietly(const QProcessEnvironment& env) {
+    app = std::make_unique<QProcess>();
+    app->setProcessEnvironment(env);
+    app->start(QStringLiteral(PARDO_REMINDER_PATH), {});
+    QVERIFY(app->waitForStarted(10000));
+    // Looking at the object is no call of its methods.
+    const auto introspection = [this] {
+        QDBusMessage message = QDBusMessage::createMethodCall(
+            QStringLiteral("org.velmar.pardoreminder"), QStringLiteral("/org/velmar/pardoreminder"),
+            QStringLiteral("org.freedesktop.DBus.Introspectable"), QStringLiteral("Introspect"));
+        message.setAutoStartService(false);
+        const QDBusMessage reply = QDBusConnection(connectionName).call(message);
+        return reply.type() == QDBusMessage::ReplyMessage ? reply.arguments().value(0).toString()
+                                                          : QString();
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(introspection().contains(QLatin1String("top_application")), 20000);
 }
 
 void TestStartup::startFirst() {
@@ -182,6 +232,75 @@ void TestStartup::secondInstanceExitsWithTwo() {
     // The first one still answers.
     QCOMPARE(app->state(), QProcess::Running);
     QCOMPARE(call(QStringLiteral("top_application")).arguments(), QVariantList{0});
+}
+
+void TestStartup::secondInstanceAsksFirstToShow_data() {
+    QTest::addColumn<bool>("firstHangs");
+    QTest::newRow("first answers") << false;
+    // It must not take the second one down with it.
+    QTest::newRow("first hangs") << true;
+}
+
+void TestStartup::secondInstanceAsksFirstToShow() {
+    QFETCH(bool, firstHangs);
+    FakeInstance first(connectionName);
+    QVERIFY(first.isServing());
+    QProcess second;
+    second.setProcessEnvironment(environment());
+    second.start(QStringLiteral(PARDO_REMINDER_PATH), {});
+    QVERIFY(second.waitForStarted(10000));
+    if (firstHangs) {
+        // This thread, which would answer for the first instance, waits without serving.
+        QVERIFY(second.waitForFinished(30000));
+    } else {
+        QTRY_COMPARE_WITH_TIMEOUT(first.raised(), 1, 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(second.state(), QProcess::NotRunning, 30000);
+    }
+    QCOMPARE(second.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(second.exitCode(), 2);
+    const QString warning = QString::fromLocal8Bit(second.readAllStandardError()).trimmed();
+    QVERIFY2(warning.contains(QStringLiteral("org.velmar.pardoreminder")), qPrintable(warning));
+    // Asked once, whether or not it could answer in time.
+    QTRY_COMPARE(first.raised(), 1);
+}
+
+void TestStartup::secondInstanceShowsBusStartedFirst() {
+    screen = std::make_unique<XServer>();
+    QVERIFY2(screen->isRunning(), "no X server (package xvfb)");
+    startQuietly(screenEnvironment(true));
+    QTest::qWait(1000);
+    QCOMPARE(screen->viewableWindows(kTitle), 0);
+
+    QProcess second;
+    second.setProcessEnvironment(screenEnvironment(false));
+    second.start(QStringLiteral(PARDO_REMINDER_PATH), {});
+    QVERIFY(second.waitForFinished(30000));
+    QCOMPARE(second.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(second.exitCode(), 2);
+    // The first one's window is on the screen now, the first one's own.
+    QTRY_COMPARE_WITH_TIMEOUT(screen->viewableWindows(kTitle), 1, 10000);
+    QCOMPARE(app->state(), QProcess::Running);
+}
+
+void TestStartup::busStartServesAlarmUnseenAndEnds() {
+    screen = std::make_unique<XServer>();
+    QVERIFY2(screen->isRunning(), "no X server (package xvfb)");
+    startQuietly(screenEnvironment(true));
+    const QDBusMessage reply = call(QStringLiteral("alarm_triggered"), {1, 0});
+    QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
+    QCOMPARE(reply.arguments(), QVariantList{0});
+    QElapsedTimer quiet;
+    quiet.start();
+
+    // Nothing appears while it waits for more calls, and it ends by itself a minute later.
+    while (app->state() != QProcess::NotRunning && quiet.elapsed() < 90000) {
+        QCOMPARE(screen->viewableWindows(kTitle), 0);
+        app->waitForFinished(500);
+    }
+    QCOMPARE(app->state(), QProcess::NotRunning);
+    QVERIFY2(quiet.elapsed() >= 55000, qPrintable(QString::number(quiet.elapsed())));
+    QCOMPARE(app->exitStatus(), QProcess::NormalExit);
+    QCOMPARE(app->exitCode(), 0);
 }
 
 void TestStartup::noBusExitsWithOneAfterOpeningDatabase() {

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QProcess>
+#include <QString>
+
+// A virtual X server of our own (Xvfb), for tests that must see from outside whether a real
+// program puts a window on the screen. Programs reach it through display() on the xcb platform.
+class XServer {
+public:
+    XServer();
+    ~XServer();
+
+    bool isRunning() const { return !displayName.isEmpty(); }
+    // ":N", for DISPLAY.
+    QString display() const { return displayName; }
+    // The windows titled `title` that are mapped and viewable now; -1 when the server
+    // could not be asked.
+    int viewableWindows(const QString& title) const;
+
+private:
+    QProcess server;
+    QString displayName;
+};

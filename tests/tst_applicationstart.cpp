@@ -1,0 +1,186 @@
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QSignalSpy>
+
+#include "applicationstart.h"
+#include "daemonclient.h"
+#include "mainwindow.h"
+#include "pardotest.h"
+#include "taskmanager.h"
+#include "testdatabase.h"
+
+namespace {
+
+const QString kService = QStringLiteral("org.velmar.pardoreminder");
+
+} // namespace
+
+// How the application comes up, with idle times short enough to wait for.
+class TestApplicationStart : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void startedByBusMeansStarterVariable_data();
+    void startedByBusMeansStarterVariable();
+    void userStartShowsWindowAndStays();
+    void busStartWorksUnseenAndGoesIdle();
+    void everyCallRestartsCountdown();
+    void windowAskedForCancelsCountdown_data();
+    void windowAskedForCancelsCountdown();
+    void raisingWithoutRunningInstanceStartsNone();
+    void raisingHungInstanceGivesUp();
+
+private:
+    std::unique_ptr<TaskManager> manager;
+    std::unique_ptr<MainWindow> window;
+};
+
+void TestApplicationStart::init() {
+    TestDatabase::freshHome(QString::fromLatin1(QTest::currentTestFunction()));
+    manager = std::make_unique<TaskManager>();
+    window = std::make_unique<MainWindow>(*manager);
+}
+
+void TestApplicationStart::cleanup() {
+    window.reset();
+    manager.reset();
+    TestDatabase::dropDefaultConnection();
+}
+
+void TestApplicationStart::startedByBusMeansStarterVariable_data() {
+    QTest::addColumn<QByteArray>("value");
+    QTest::addColumn<bool>("unset");
+    QTest::addColumn<bool>("byBus");
+    QTest::newRow("not set") << QByteArray() << true << false;
+    QTest::newRow("empty") << QByteArray() << false << false;
+    QTest::newRow("session bus") << QByteArray("session") << false << true;
+    QTest::newRow("system bus") << QByteArray("system") << false << true;
+}
+
+void TestApplicationStart::startedByBusMeansStarterVariable() {
+    QFETCH(QByteArray, value);
+    QFETCH(bool, unset);
+    QFETCH(bool, byBus);
+    if (unset) {
+        qunsetenv("DBUS_STARTER_BUS_TYPE");
+    } else {
+        qputenv("DBUS_STARTER_BUS_TYPE", value);
+    }
+    const bool result = ApplicationStart::isStartedByBus();
+    qunsetenv("DBUS_STARTER_BUS_TYPE");
+    QCOMPARE(result, byBus);
+}
+
+void TestApplicationStart::userStartShowsWindowAndStays() {
+    ApplicationStart start(*window, false, 100);
+    QSignalSpy idle(&start, &ApplicationStart::idle);
+    start.begin();
+    QVERIFY(window->isVisible());
+    QVERIFY(!start.isWaitingForCalls());
+    QCOMPARE(window->alarm_triggered(1, 0), 0);
+    QVERIFY(!start.isWaitingForCalls());
+    QTest::qWait(400);
+    QCOMPARE(idle.count(), 0);
+    QVERIFY(window->isVisible());
+}
+
+void TestApplicationStart::busStartWorksUnseenAndGoesIdle() {
+    ApplicationStart start(*window, true, 200);
+    QSignalSpy idle(&start, &ApplicationStart::idle);
+    start.begin();
+    QVERIFY(!window->isVisible());
+    QVERIFY(start.isWaitingForCalls());
+    QCOMPARE(window->alarm_triggered(1, 0), 0);
+    QVERIFY(!window->isVisible());
+    QTRY_COMPARE(idle.count(), 1);
+    QVERIFY(!window->isVisible());
+    QVERIFY(!start.isWaitingForCalls());
+    // Said once: nothing restarts a countdown that has run out.
+    QTest::qWait(400);
+    QCOMPARE(idle.count(), 1);
+}
+
+void TestApplicationStart::everyCallRestartsCountdown() {
+    const int timeout = 1000;
+    ApplicationStart start(*window, true, timeout);
+    QSignalSpy idle(&start, &ApplicationStart::idle);
+    start.begin();
+    for (int call = 0; call < 3; ++call) {
+        QTest::qWait(600);
+        QVERIFY(start.isWaitingForCalls());
+        QVERIFY2(start.remainingIdleTime() < timeout - 300,
+                 qPrintable(QString::number(start.remainingIdleTime())));
+        // An unknown task: the call is served all the same.
+        QCOMPARE(window->alarm_triggered(4711, 0), 0);
+        QVERIFY2(start.remainingIdleTime() > timeout - 150,
+                 qPrintable(QString::number(start.remainingIdleTime())));
+        QCOMPARE(idle.count(), 0);
+    }
+    QTRY_COMPARE_WITH_TIMEOUT(idle.count(), 1, 5 * timeout);
+    QVERIFY(!window->isVisible());
+}
+
+void TestApplicationStart::windowAskedForCancelsCountdown_data() {
+    QTest::addColumn<bool>("alarmFirst");
+    QTest::newRow("window asked for at once") << false;
+    QTest::newRow("window asked for after an alarm") << true;
+}
+
+void TestApplicationStart::windowAskedForCancelsCountdown() {
+    QFETCH(bool, alarmFirst);
+    ApplicationStart start(*window, true, 200);
+    QSignalSpy idle(&start, &ApplicationStart::idle);
+    start.begin();
+    if (alarmFirst) {
+        QCOMPARE(window->alarm_triggered(1, 0), 0);
+    }
+    QCOMPARE(window->top_application(), 0);
+    QVERIFY(window->isVisible());
+    QVERIFY(!start.isWaitingForCalls());
+    // From now on an ordinary running application: later calls do not bring the end back.
+    QCOMPARE(window->alarm_triggered(1, 0), 0);
+    QVERIFY(!start.isWaitingForCalls());
+    QTest::qWait(800);
+    QCOMPARE(idle.count(), 0);
+    QVERIFY(window->isVisible());
+}
+
+void TestApplicationStart::raisingWithoutRunningInstanceStartsNone() {
+    // Were the bus allowed to start the application for this call, the marker would appear.
+    const QString marker = TestEnvironment::current()->root() + QStringLiteral("/started");
+    QVERIFY(DaemonClient::writeServiceFile(TestEnvironment::current()->root() +
+                                               QStringLiteral("/bus/services"),
+                                           kService, QStringLiteral("/usr/bin/touch ") + marker));
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    QVERIFY(bus.isConnected());
+    QVERIFY(!bus.interface()->isServiceRegistered(kService));
+    QVERIFY(!ApplicationStart::raiseRunningInstance(bus));
+    QTest::qWait(500);
+    QVERIFY(!QFile::exists(marker));
+}
+
+void TestApplicationStart::raisingHungInstanceGivesUp() {
+    // The instance that owns the name lives in this thread, which the waiting caller blocks:
+    // it cannot answer, as a hung one would not.
+    const QString first = QStringLiteral("first");
+    {
+        QDBusConnection owner = QDBusConnection::connectToBus(QDBusConnection::SessionBus, first);
+        QVERIFY(owner.registerService(kService));
+        QVERIFY(owner.registerObject(QStringLiteral("/org/velmar/pardoreminder"), window.get(),
+                                     QDBusConnection::ExportScriptableSlots));
+    }
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(!ApplicationStart::raiseRunningInstance(QDBusConnection::sessionBus(), 300));
+    // Given up after its own short wait, not after the bus's default of 25 s.
+    QVERIFY2(clock.elapsed() < 20000, qPrintable(QString::number(clock.elapsed())));
+    // Once this thread runs again, the late call is served.
+    QTRY_VERIFY(window->isVisible());
+    QDBusConnection::disconnectFromBus(first);
+}
+
+PARDO_DBUS_TEST_MAIN(TestApplicationStart)
+#include "tst_applicationstart.moc"
