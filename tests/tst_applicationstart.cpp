@@ -104,7 +104,7 @@ void TestApplicationStart::busStartWorksUnseenAndGoesIdle() {
 }
 
 void TestApplicationStart::everyCallRestartsCountdown() {
-    // Generous margins: only the order of the readings matters, not how busy the machine is.
+    // Generous margins (timers are coarse): only the order of the readings matters.
     const int timeout = 4000;
     const int pause = 1500;
     ApplicationStart start(*window, true, timeout);
@@ -114,7 +114,7 @@ void TestApplicationStart::everyCallRestartsCountdown() {
         QTest::qWait(pause);
         QVERIFY(start.isWaitingForCalls());
         const int before = start.remainingIdleTime();
-        QVERIFY2(before <= timeout - pause, qPrintable(QString::number(before)));
+        QVERIFY2(before < timeout - pause / 2, qPrintable(QString::number(before)));
         // An unknown task: the call is served all the same.
         QCOMPARE(window->alarm_triggered(4711, 0), 0);
         const int after = start.remainingIdleTime();
