@@ -93,9 +93,8 @@ private Q_SLOTS:
     void escapeCancels();
     void returnInFieldSaves_data();
     void returnInFieldSaves();
-    void returnPressesFocusedButton_data();
-    void returnPressesFocusedButton();
-    void spaceChoosesType();
+    void keysPressFocusedButton_data();
+    void keysPressFocusedButton();
     void tabOrder_data();
     void tabOrder();
     void newAlarmRowTakesFocusInOrder();
@@ -193,7 +192,7 @@ void TestWindowKeys::returnInFieldSaves() {
     }
 }
 
-void TestWindowKeys::returnPressesFocusedButton_data() {
+void TestWindowKeys::keysPressFocusedButton_data() {
     QTest::addColumn<WindowOpener::Kind>("kind");
     QTest::addColumn<QString>("button");
     QTest::addColumn<int>("key");
@@ -203,6 +202,8 @@ void TestWindowKeys::returnPressesFocusedButton_data() {
         << QStringLiteral("titleEdit");
     QTest::newRow("dated type, Enter") << WindowOpener::TypeChooser << QStringLiteral("typeDButton")
                                        << int(Qt::Key_Enter) << QStringLiteral("dateButton");
+    QTest::newRow("dated type, Space") << WindowOpener::TypeChooser << QStringLiteral("typeDButton")
+                                       << int(Qt::Key_Space) << QStringLiteral("dateButton");
     QTest::newRow("alarms panel") << WindowOpener::DatedNew << QStringLiteral("alarmButton")
                                   << int(Qt::Key_Return) << QStringLiteral("addButton");
     QTest::newRow("repeat panel") << WindowOpener::DatedEditing << QStringLiteral("repeatButton")
@@ -212,7 +213,7 @@ void TestWindowKeys::returnPressesFocusedButton_data() {
         << QString();
 }
 
-void TestWindowKeys::returnPressesFocusedButton() {
+void TestWindowKeys::keysPressFocusedButton() {
     QFETCH(WindowOpener::Kind, kind);
     QFETCH(QString, button);
     QFETCH(int, key);
@@ -235,17 +236,6 @@ void TestWindowKeys::returnPressesFocusedButton() {
         QTRY_VERIFY(window->findChild<QWidget*>(shows)->isVisible());
         QVERIFY(window->isVisible());
     }
-}
-
-void TestWindowKeys::spaceChoosesType() {
-    QWidget* window = open(WindowOpener::TypeChooser);
-    QVERIFY(window);
-    // The chooser opens with the keyboard on the first type; Tab goes to the second.
-    QCOMPARE(focusName(), QStringLiteral("typeTButton"));
-    press(Qt::Key_Tab);
-    QCOMPARE(focusName(), QStringLiteral("typeDButton"));
-    press(Qt::Key_Space);
-    QTRY_VERIFY(window->findChild<QWidget*>(QStringLiteral("dateButton")));
 }
 
 void TestWindowKeys::tabOrder_data() {
