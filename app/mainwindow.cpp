@@ -9,6 +9,7 @@
 #include <QVBoxLayout>
 
 #include "actionbutton.h"
+#include "screenfit.h"
 #include "settingswindow.h"
 #include "stackedwindow.h"
 #include "taskmanager.h"
@@ -30,7 +31,8 @@ MainWindow::MainWindow(TaskManager& taskManager, QWidget* parent)
 
     setWindowTitle(QStringLiteral("Pardo Reminder"));
     // The handheld's screen: two 317-pixel columns and the action column fit without scrolling.
-    resize(800, 480);
+    // A smaller (or magnified) screen gets what it holds; the task grid scrolls.
+    ScreenFit::resize(this, QSize(800, 480));
 
     connect(&taskManager, &TaskManager::newTaskCalled, this, [this] { addTask(); });
     connect(&taskManager, &TaskManager::editTaskCalled, this, [this] { addTask(); });

@@ -1,4 +1,6 @@
 #include <QLabel>
+#include <QPushButton>
+#include <QWindow>
 
 #include "notes.h"
 #include "pardotest.h"
@@ -12,6 +14,8 @@ private Q_SLOTS:
     void defaultTimeoutIsThreeSeconds();
     void doesNotTakeFocus();
     void sitsAtTopOfActiveWindow();
+    void clicksReachWhatLiesUnder_data();
+    void clicksReachWhatLiesUnder();
 };
 
 void TestInformationBox::showsTextAndGoesAway_data() {
@@ -72,6 +76,45 @@ void TestInformationBox::sitsAtTopOfActiveWindow() {
     QCOMPARE(box->geometry().topLeft(), window.geometry().topLeft());
     QCOMPARE(box->width(), window.width());
     QTRY_VERIFY(Notes::visible().isEmpty());
+}
+
+void TestInformationBox::clicksReachWhatLiesUnder_data() {
+    QTest::addColumn<QPoint>("where");
+    QTest::newRow("middle") << QPoint(250, 20);
+    QTest::newRow("near the left edge") << QPoint(6, 30);
+    QTest::newRow("near the right edge") << QPoint(494, 10);
+}
+
+void TestInformationBox::clicksReachWhatLiesUnder() {
+    QFETCH(QPoint, where);
+    QWidget window;
+    window.setGeometry(100, 80, 500, 300);
+    auto* button = new QPushButton(QStringLiteral("Under"), &window);
+    button->setGeometry(0, 0, 500, 60);
+    window.show();
+    window.activateWindow();
+    QTRY_VERIFY(window.isActiveWindow());
+    QSignalSpy clicked(button, &QPushButton::clicked);
+
+    QMaemo5InformationBox::information(nullptr, QStringLiteral("Task saved."), 3000);
+    QMaemo5InformationBox* box = Notes::visible().first();
+    QVERIFY(QTest::qWaitForWindowExposed(box));
+    const QPoint global = button->mapToGlobal(where);
+    // The banner does lie over the spot.
+    QVERIFY(box->geometry().contains(global));
+
+    // The click goes to the window the platform finds at that spot, as a real one does.
+    QWindow* target = QGuiApplication::topLevelAt(global);
+    QVERIFY(target);
+    QTest::mouseClick(target, Qt::LeftButton, {}, target->mapFromGlobal(global));
+    QTRY_COMPARE(clicked.count(), 1);
+    // Twice in a row, while the banner is still up.
+    QTest::mouseClick(target, Qt::LeftButton, {}, target->mapFromGlobal(global));
+    QTRY_COMPARE(clicked.count(), 2);
+    QVERIFY(box->isVisible());
+    // What a window system that routes clicks itself (X11, Wayland) goes by.
+    QVERIFY(box->windowHandle()->flags() & Qt::WindowTransparentForInput);
+    Notes::closeAll();
 }
 
 PARDO_TEST_MAIN(TestInformationBox)

@@ -12,7 +12,8 @@ AlarmsWidget::AlarmsWidget(bool isTaskT, const Task* task, QWidget* parent)
     : QWidget(parent)
     , isTaskT(isTaskT)
     , alarmsLayout(nullptr)
-    , task(task) {
+    , task(task)
+    , addButton(nullptr) {
     auto* layout = new QVBoxLayout(this);
     layout->setSpacing(0);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -35,8 +36,10 @@ AlarmsWidget::AlarmsWidget(bool isTaskT, const Task* task, QWidget* parent)
         addAlarmWidgets(false, 0);
     }
 
-    auto* addButton = new QPushButton(QStringLiteral("+ Add new"));
+    addButton = new QPushButton(QStringLiteral("+ Add new"));
     addButton->setObjectName(QStringLiteral("addButton"));
+    addButton->setAccessibleName(QStringLiteral("Add new alarm"));
+    addButton->setToolTip(QStringLiteral("Add new alarm"));
     connect(addButton, &QPushButton::clicked, this, &AlarmsWidget::addAlarm);
     layout->addWidget(addButton);
 }
@@ -82,9 +85,24 @@ void AlarmsWidget::addInitialWidgets() {
 }
 
 void AlarmsWidget::addAlarm() {
-    if (alarmsLayout) {
-        addAlarmWidgets(false, 0);
+    if (!alarmsLayout) {
+        return;
     }
+    // A new row's controls join the end of the window's Tab chain; they belong before "Add new".
+    QWidget* before = addButton ? addButton->previousInFocusChain() : nullptr;
+    addAlarmWidgets(false, 0);
+    AlarmWidget* row = alarmWidgets.last();
+    if (before && before != row) {
+        QWidget* previous = before;
+        for (QWidget* control : row->focusOrder()) {
+            setTabOrder(previous, control);
+            previous = control;
+        }
+        setTabOrder(previous, addButton);
+    }
+    // Shown now rather than one event later, so that it can take the focus at once.
+    row->show();
+    row->firstField()->setFocus(Qt::OtherFocusReason);
 }
 
 void AlarmsWidget::removeAlarm(AlarmWidget* widget) {

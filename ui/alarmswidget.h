@@ -7,6 +7,7 @@ class AlarmWidget;
 class QComboBox;
 class QGridLayout;
 class QLineEdit;
+class QPushButton;
 class Task;
 
 // The alarm list of the task editor: a heading, one row per alarm and a
@@ -35,4 +36,5 @@ private:
     QGridLayout* alarmsLayout;
     QList<AlarmWidget*> alarmWidgets;
     const Task* task;
+    QPushButton* addButton;
 };

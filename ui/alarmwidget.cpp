@@ -14,7 +14,8 @@ AlarmWidget::AlarmWidget(bool fromTask, bool isTaskT, int index, const Task* tas
     , numberEdit(nullptr)
     , unitCombo(nullptr)
     , descriptionEdit(nullptr)
-    , isBeforeButton(nullptr) {
+    , isBeforeButton(nullptr)
+    , removeButton(nullptr) {
     const Alarm* alarm = fromTask && task ? task->getAlarm(index) : nullptr;
 
     setMinimumHeight(84);
@@ -29,14 +30,18 @@ AlarmWidget::AlarmWidget(bool fromTask, bool isTaskT, int index, const Task* tas
     isBeforeButton->setMaximumWidth(50);
     // A T task's offsets always count after its activation.
     isBeforeButton->setEnabled(!isTaskT);
+    isBeforeButton->setToolTip(isTaskT ? QStringLiteral("After activation")
+                                       : QStringLiteral("Before or after the set time"));
     connect(isBeforeButton, &QPushButton::clicked, this, &AlarmWidget::handleIsBeforeClicked);
     layout->addWidget(isBeforeButton);
+    nameSign();
 
     numberEdit = new QLineEdit(alarm ? QString::number(alarm->units()) : QStringLiteral("0"));
     numberEdit->setObjectName(QStringLiteral("numberEdit"));
     numberEdit->setMaximumWidth(100);
     numberEdit->setInputMethodHints(Qt::ImhDigitsOnly);
     numberEdit->setValidator(new QIntValidator(0, 99, numberEdit));
+    numberEdit->setAccessibleName(QStringLiteral("Offset"));
     layout->addWidget(numberEdit);
 
     unitCombo = new QComboBox;
@@ -44,6 +49,9 @@ AlarmWidget::AlarmWidget(bool fromTask, bool isTaskT, int index, const Task* tas
     unitCombo->addItems(
         {QStringLiteral("minutes"), QStringLiteral("hours"), QStringLiteral("days")});
     unitCombo->setMaximumWidth(110);
+    // Where combo boxes are read by their current entry, the description still tells what it is.
+    unitCombo->setAccessibleName(QStringLiteral("Unit"));
+    unitCombo->setAccessibleDescription(QStringLiteral("Unit of the offset"));
     if (alarm) {
         unitCombo->setCurrentIndex(static_cast<int>(alarm->unitType()));
     }
@@ -51,14 +59,17 @@ AlarmWidget::AlarmWidget(bool fromTask, bool isTaskT, int index, const Task* tas
 
     descriptionEdit = new QLineEdit(alarm ? alarm->description() : QString());
     descriptionEdit->setObjectName(QStringLiteral("descriptionEdit"));
+    descriptionEdit->setAccessibleName(QStringLiteral("Description"));
     layout->addWidget(descriptionEdit);
 
-    auto* removeButton = new QPushButton;
+    removeButton = new QPushButton;
     removeButton->setObjectName(QStringLiteral("removeButton"));
     removeButton->setFlat(true);
     removeButton->setIcon(QIcon(QStringLiteral(":/images/icon_cancel_small.png")));
     removeButton->setIconSize(QSize(50, 50));
     removeButton->setFixedSize(70, 70);
+    removeButton->setAccessibleName(QStringLiteral("Remove alarm"));
+    removeButton->setToolTip(QStringLiteral("Remove alarm"));
     connect(removeButton, &QPushButton::clicked, this, &AlarmWidget::handleAlarmRemoved);
     layout->addWidget(removeButton);
 }
@@ -73,6 +84,21 @@ void AlarmWidget::handleIsBeforeClicked() {
     } else {
         isBeforeButton->setText(QStringLiteral("+"));
     }
+    nameSign();
+}
+
+QList<QWidget*> AlarmWidget::focusOrder() const {
+    return {isBeforeButton, numberEdit, unitCombo, descriptionEdit, removeButton};
+}
+
+QWidget* AlarmWidget::firstField() const {
+    return numberEdit;
+}
+
+void AlarmWidget::nameSign() {
+    // "+" and "-" mean nothing read aloud.
+    isBeforeButton->setAccessibleName(isBefore() ? QStringLiteral("Before the set time")
+                                                 : QStringLiteral("After the set time"));
 }
 
 void AlarmWidget::handleAlarmRemoved() {

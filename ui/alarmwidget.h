@@ -17,6 +17,10 @@ public:
     AlarmWidget(bool fromTask, bool isTaskT, int index, const Task* task, QWidget* parent);
 
     bool isBefore() const;
+    // The row's controls in the order the Tab key visits them.
+    QList<QWidget*> focusOrder() const;
+    // Where the keyboard starts in a new row.
+    QWidget* firstField() const;
 
 Q_SIGNALS:
     void alarmRemoved(AlarmWidget* widget);
@@ -26,8 +30,11 @@ public Q_SLOTS:
     void handleAlarmRemoved();
 
 private:
+    void nameSign();
+
     QLineEdit* numberEdit;
     QComboBox* unitCombo;
     QLineEdit* descriptionEdit;
     QPushButton* isBeforeButton;
+    QPushButton* removeButton;
 };

@@ -1,5 +1,7 @@
 #include "newtaskbutton.h"
 
+#include "focusring.h"
+
 NewTaskButton::NewTaskButton(QWidget* parent)
     : QPushButton(parent) {
     setMinimumSize(200, 200);
@@ -10,4 +12,9 @@ NewTaskButton::NewTaskButton(QWidget* parent)
         "NewTaskButton {background-image: url(:/images/new_task_button.png); border: "
         "none;}\nNewTaskButton:pressed {background-image: "
         "url(:/images/new_task_button_pressed.png);}"));
+}
+
+void NewTaskButton::paintEvent(QPaintEvent* event) {
+    QPushButton::paintEvent(event);
+    FocusRing::paint(this);
 }

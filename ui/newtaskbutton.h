@@ -7,4 +7,7 @@ class NewTaskButton : public QPushButton {
     Q_OBJECT
 public:
     explicit NewTaskButton(QWidget* parent = nullptr);
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
 };

@@ -86,6 +86,7 @@ RepetitionsWidget::RepetitionsWidget(const TaskWindow& taskWindow, const Task* t
     grid->setRowMinimumHeight(0, kRowHeight);
 
     QGroupBox* typeBox = flatBox(QStringLiteral("repeatTypeBox"));
+    typeBox->setAccessibleName(QStringLiteral("Repeat"));
     QHBoxLayout* typeRow = tightRow(typeBox);
     repeatTypeGroup = new QButtonGroup(this);
     repeatTypeGroup->setObjectName(QStringLiteral("repeatTypeGroup"));
@@ -95,6 +96,10 @@ RepetitionsWidget::RepetitionsWidget(const TaskWindow& taskWindow, const Task* t
     auto* until = new QRadioButton(QStringLiteral("Until"));
     auto* times = new QRadioButton(QStringLiteral("X times"));
     never->setChecked(true);
+    never->setObjectName(QStringLiteral("neverButton"));
+    always->setObjectName(QStringLiteral("foreverButton"));
+    until->setObjectName(QStringLiteral("untilButton"));
+    times->setObjectName(QStringLiteral("xTimesButton"));
     int id = RepeatNever;
     for (QRadioButton* button : {never, always, until, times}) {
         repeatTypeGroup->addButton(button, id++);
@@ -132,10 +137,12 @@ void RepetitionsWidget::addRepeatNumberAndType(QGridLayout* layout) {
     auto* row = new QHBoxLayout(repeatCycleWidget);
     row->setContentsMargins(0, 0, 0, 0);
 
-    row->addWidget(new QLabel(QStringLiteral("Every")));
+    auto* every = new QLabel(QStringLiteral("Every"));
+    row->addWidget(every);
 
     repeatIntervalNumberEdit =
         new QLineEdit(task ? QString::number(task->repeatIntervalNumber()) : QStringLiteral("1"));
+    every->setBuddy(repeatIntervalNumberEdit);
     repeatIntervalNumberEdit->setObjectName(QStringLiteral("repeatIntervalNumberEdit"));
     repeatIntervalNumberEdit->setMaximumWidth(100);
     repeatIntervalNumberEdit->setInputMethodHints(Qt::ImhDigitsOnly);
@@ -148,6 +155,9 @@ void RepetitionsWidget::addRepeatNumberAndType(QGridLayout* layout) {
                                        QStringLiteral("days"), QStringLiteral("weeks"),
                                        QStringLiteral("months"), QStringLiteral("years")});
     repeatIntervalTypeCombo->setMaximumWidth(110);
+    repeatIntervalTypeCombo->setAccessibleName(QStringLiteral("Repeat unit"));
+    repeatIntervalTypeCombo->setAccessibleDescription(
+        QStringLiteral("Unit of the repeat interval"));
     row->addWidget(repeatIntervalTypeCombo);
     row->addStretch();
     connect(repeatIntervalTypeCombo, &QComboBox::currentIndexChanged, this,
@@ -170,6 +180,7 @@ void RepetitionsWidget::addRepeatEndingCriteria(QGridLayout* layout) {
     repeatStopNumberEdit->setMaximumWidth(100);
     repeatStopNumberEdit->setInputMethodHints(Qt::ImhDigitsOnly);
     repeatStopNumberEdit->setValidator(new StrictIntValidator(2, 99, repeatStopNumberEdit));
+    repeatStopNumberEdit->setAccessibleName(QStringLiteral("Number of times"));
     row->addWidget(repeatStopNumberEdit);
 
     timesLabel = new QLabel(QStringLiteral("times"));
@@ -206,12 +217,14 @@ void RepetitionsWidget::addDaysButtons(QGridLayout* layout) {
     // Any number of days may be on.
     weekDaysGroup->setExclusive(false);
     weekDaysBox = flatBox(QStringLiteral("weekDaysBox"));
+    weekDaysBox->setAccessibleName(QStringLiteral("Repeat on"));
     QHBoxLayout* days = tightRow(weekDaysBox);
     const QStringList names = {QStringLiteral("Mon"), QStringLiteral("Tue"), QStringLiteral("Wed"),
                                QStringLiteral("Thu"), QStringLiteral("Fri"), QStringLiteral("Sat"),
                                QStringLiteral("Sun")};
     for (int day = 1; day <= names.size(); ++day) {
         auto* button = new QRadioButton(names.at(day - 1));
+        button->setObjectName(QStringLiteral("day%1Button").arg(day));
         weekDaysGroup->addButton(button, day);
         days->addWidget(button);
     }
@@ -253,6 +266,7 @@ void RepetitionsWidget::addMonthlySpecification(QGridLayout* layout) {
     inner->setRowMinimumHeight(0, kRowHeight);
 
     monthlyTypeBox = flatBox(QStringLiteral("monthlyTypeBox"));
+    monthlyTypeBox->setAccessibleName(QStringLiteral("Repeat by"));
     QHBoxLayout* choices = tightRow(monthlyTypeBox);
     monthlyRepeatTypeGroup = new QButtonGroup(this);
     monthlyRepeatTypeGroup->setObjectName(QStringLiteral("monthlyRepeatTypeGroup"));
@@ -260,6 +274,8 @@ void RepetitionsWidget::addMonthlySpecification(QGridLayout* layout) {
     auto* byDay = new QRadioButton(QStringLiteral("Day of the month"));
     auto* byWeekday = new QRadioButton(QStringLiteral("Day of the week"));
     byDay->setChecked(true);
+    byDay->setObjectName(QStringLiteral("dayOfMonthButton"));
+    byWeekday->setObjectName(QStringLiteral("dayOfWeekButton"));
     monthlyRepeatTypeGroup->addButton(byDay, MonthlyByDayOfMonth);
     monthlyRepeatTypeGroup->addButton(byWeekday, MonthlyByDayOfWeek);
     choices->addWidget(byDay);

@@ -14,6 +14,7 @@
 #include "stackedwindow.h"
 #include "strictintvalidator.h"
 #include "taskwindowbutton.h"
+#include "windowkeys.h"
 
 namespace {
 
@@ -51,11 +52,14 @@ QWidget* section(const QString& heading, QLabel* body, const QMargins& margins) 
     return widget;
 }
 
-TaskWindowButton* sidebarButton(const char* icon, const char* name) {
+// The sidebar shows only icons: `action` names the button for screen readers and in its tooltip.
+TaskWindowButton* sidebarButton(const char* icon, const char* name, const QString& action) {
     auto* button = new TaskWindowButton;
     button->setObjectName(QLatin1String(name));
     button->setIcon(QIcon(QStringLiteral(":/images/") + QLatin1String(icon)));
     button->setIconSize(QSize(70, 70));
+    button->setAccessibleName(action);
+    button->setToolTip(action);
     return button;
 }
 
@@ -74,6 +78,8 @@ SettingsWindow::SettingsWindow(QWidget* parent)
     auto* area = new QScrollArea;
     area->setFrameStyle(0);
     area->setWidgetResizable(true);
+    // Not a Tab stop of its own: it scrolls to whichever of its fields takes the focus.
+    area->setFocusPolicy(Qt::NoFocus);
     layout->addWidget(area);
 
     auto* content = new QWidget;
@@ -84,8 +90,10 @@ SettingsWindow::SettingsWindow(QWidget* parent)
 
     grid->setRowMinimumHeight(0, 84);
     grid->setColumnMinimumWidth(1, 410);
-    grid->addWidget(new QLabel(QStringLiteral("Snooze interval (min):")), 0, 0);
+    auto* snoozeLabel = new QLabel(QStringLiteral("Snooze interval (min):"));
+    grid->addWidget(snoozeLabel, 0, 0);
     snoozeIntervalEdit = new QLineEdit(QString::number(getSnoozeIntervalFromDatabase()));
+    snoozeLabel->setBuddy(snoozeIntervalEdit);
     snoozeIntervalEdit->setObjectName(QStringLiteral("snoozeIntervalEdit"));
     snoozeIntervalEdit->setMaximumWidth(100);
     snoozeIntervalEdit->setInputMethodHints(Qt::ImhDigitsOnly);
@@ -103,6 +111,8 @@ SettingsWindow::SettingsWindow(QWidget* parent)
     about->setObjectName(QStringLiteral("aboutText"));
     about->setTextFormat(Qt::RichText);
     about->setOpenExternalLinks(true);
+    // The links are reached with Tab as well.
+    about->setTextInteractionFlags(Qt::TextBrowserInteraction);
     grid->addWidget(section(QStringLiteral("Feedback and support"), about, QMargins(0, 12, 0, 0)),
                     2, 0, 1, 2);
 
@@ -111,14 +121,19 @@ SettingsWindow::SettingsWindow(QWidget* parent)
     auto* sidebar = new QVBoxLayout;
     sidebar->setContentsMargins(0, 0, 0, 0);
     sidebar->setSpacing(0);
-    TaskWindowButton* cancel = sidebarButton("icon_cancel.png", "cancelButton");
+    TaskWindowButton* cancel =
+        sidebarButton("icon_cancel.png", "cancelButton", QStringLiteral("Cancel"));
     connect(cancel, &TaskWindowButton::clicked, this, &SettingsWindow::close);
     sidebar->addWidget(cancel);
     sidebar->addStretch();
-    TaskWindowButton* accept = sidebarButton("icon_accept.png", "acceptButton");
+    TaskWindowButton* accept =
+        sidebarButton("icon_accept.png", "acceptButton", QStringLiteral("Save"));
     connect(accept, &TaskWindowButton::clicked, this, &SettingsWindow::saveSettings);
     sidebar->addWidget(accept);
     layout->addLayout(sidebar);
+    auto* keys = new WindowKeys(this);
+    keys->setCancelButton(cancel);
+    keys->setDefaultButton(accept);
 
     setCentralWidget(central);
     snoozeIntervalEdit->setFocus();

@@ -8,6 +8,7 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QVBoxLayout>
 
 #include "alarmswidget.h"
@@ -21,10 +22,19 @@
 #include "task.h"
 #include "taskmanager.h"
 #include "taskwindowbutton.h"
+#include "windowkeys.h"
 
 namespace {
 
 const int kTitleLength = 20;
+
+QString cancelText() {
+    return QStringLiteral("Cancel");
+}
+
+QString acceptText() {
+    return QStringLiteral("Save");
+}
 
 // Failed conversions count as 0, which every range check below rejects or accepts as such.
 int toNumber(const QString& text) {
@@ -51,17 +61,68 @@ QLineEdit* titleField(const Task* task) {
     return edit;
 }
 
-TaskWindowButton* sidebarButton(const char* icon) {
+// The sidebar shows only icons: `action` names the button for screen readers and in its tooltip.
+TaskWindowButton* sidebarButton(const char* icon, const char* name, const QString& action) {
     auto* button = new TaskWindowButton;
+    button->setObjectName(QLatin1String(name));
     button->setIcon(QIcon(QStringLiteral(":/images/") + QLatin1String(icon)));
     button->setIconSize(QSize(70, 70));
+    button->setAccessibleName(action);
+    button->setToolTip(action);
     return button;
+}
+
+NewTaskButton* typeButton(const char* icon, const char* name, const QString& type) {
+    auto* button = new NewTaskButton;
+    button->setObjectName(QLatin1String(name));
+    button->setIcon(QIcon(QStringLiteral(":/images/") + QLatin1String(icon)));
+    button->setIconSize(QSize(140, 140));
+    button->setAccessibleName(type);
+    button->setToolTip(type);
+    return button;
+}
+
+QLabel* titleLabel(QLineEdit* titleEdit) {
+    auto* label = new QLabel(QStringLiteral("Title"));
+    label->setMinimumHeight(84);
+    label->setBuddy(titleEdit);
+    return label;
+}
+
+// The panel buttons scroll between cancel and accept when the window is too short for all
+// five, so that cancel and accept are always in sight.
+QScrollArea* panelButtonsArea(const QList<QAbstractButton*>& buttons) {
+    auto* content = new QWidget;
+    auto* column = new QVBoxLayout(content);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+    for (QAbstractButton* button : buttons) {
+        column->addWidget(button);
+    }
+    auto* area = new QScrollArea;
+    area->setObjectName(QStringLiteral("panelButtonsArea"));
+    area->setFrameStyle(0);
+    area->setWidgetResizable(true);
+    area->setFocusPolicy(Qt::NoFocus);
+    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    area->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Preferred);
+    area->setWidget(content);
+    const int width = content->sizeHint().width();
+    area->setFixedWidth(width);
+    // Room for the scroll bar only while there is something to scroll.
+    QScrollBar* bar = area->verticalScrollBar();
+    QObject::connect(bar, &QScrollBar::rangeChanged, area, [area, bar, width](int min, int max) {
+        area->setFixedWidth(width + (max > min ? bar->sizeHint().width() : 0));
+    });
+    return area;
 }
 
 QScrollArea* scrollArea() {
     auto* area = new QScrollArea;
     area->setFrameStyle(0);
     area->setWidgetResizable(true);
+    // Not a Tab stop of its own: it scrolls to whichever of its fields takes the focus.
+    area->setFocusPolicy(Qt::NoFocus);
     return area;
 }
 
@@ -74,7 +135,8 @@ TaskWindow::TaskWindow(TaskManager& taskManager, QWidget* parent)
     , taskManager(taskManager)
     , titleEdit(nullptr)
     , dateButton(nullptr)
-    , timeButton(nullptr) {
+    , timeButton(nullptr)
+    , keys(new WindowKeys(this)) {
     StackedWindow::enable(this);
     setWindowTitle(QStringLiteral("Pardo Reminder"));
 
@@ -113,6 +175,8 @@ QDate TaskWindow::getStartDate() const {
 }
 
 void TaskWindow::removeAllWidgets() {
+    keys->setCancelButton(nullptr);
+    keys->setDefaultButton(nullptr);
     delete centralWidget();
     alarmsWidget = nullptr;
     repetitionsWidget = nullptr;
@@ -127,22 +191,23 @@ void TaskWindow::displayTaskTypeSelection(QGridLayout* layout) {
     layout->addWidget(new QLabel(QStringLiteral("Create a new task starting")), 0, 0, 1, 2,
                       Qt::AlignCenter);
 
-    auto* countdown = new NewTaskButton;
-    countdown->setObjectName(QStringLiteral("typeTButton"));
-    countdown->setIcon(QIcon(QStringLiteral(":/images/icon_stopwatch.png")));
-    countdown->setIconSize(QSize(140, 140));
+    const QString countdownText = QStringLiteral("From activation time");
+    const QString datedText = QStringLiteral("At fixed date & time");
+
+    NewTaskButton* countdown = typeButton("icon_stopwatch.png", "typeTButton", countdownText);
     connect(countdown, &NewTaskButton::clicked, this, &TaskWindow::displayTaskT);
     layout->addWidget(countdown, 1, 0, Qt::AlignCenter);
 
-    auto* dated = new NewTaskButton;
-    dated->setObjectName(QStringLiteral("typeDButton"));
-    dated->setIcon(QIcon(QStringLiteral(":/images/icon_calendar_big.png")));
-    dated->setIconSize(QSize(140, 140));
+    NewTaskButton* dated = typeButton("icon_calendar_big.png", "typeDButton", datedText);
     connect(dated, &NewTaskButton::clicked, this, &TaskWindow::displayTaskD);
     layout->addWidget(dated, 1, 1, Qt::AlignCenter);
 
-    layout->addWidget(new QLabel(QStringLiteral("From activation time")), 2, 0, Qt::AlignCenter);
-    layout->addWidget(new QLabel(QStringLiteral("At fixed date & time")), 2, 1, Qt::AlignCenter);
+    layout->addWidget(new QLabel(countdownText), 2, 0, Qt::AlignCenter);
+    layout->addWidget(new QLabel(datedText), 2, 1, Qt::AlignCenter);
+
+    // The keyboard starts on a type: Space or Return chooses it, Tab goes to the other.
+    setTabOrder(countdown, dated);
+    countdown->setFocus();
 }
 
 void TaskWindow::displayTaskT() {
@@ -160,10 +225,8 @@ void TaskWindow::displayTaskT() {
     auto* grid = new QGridLayout;
     column->addLayout(grid);
 
-    auto* titleLabel = new QLabel(QStringLiteral("Title"));
-    titleLabel->setMinimumHeight(84);
-    grid->addWidget(titleLabel, 0, 0);
     titleEdit = titleField(focused);
+    grid->addWidget(titleLabel(titleEdit), 0, 0);
     grid->addWidget(titleEdit, 0, 1);
     grid->addWidget(new QLabel(QStringLiteral("(20 characters max)")), 0, 2);
 
@@ -174,16 +237,16 @@ void TaskWindow::displayTaskT() {
     auto* sidebar = new QVBoxLayout;
     sidebar->setContentsMargins(0, 0, 0, 0);
     sidebar->setSpacing(0);
-    TaskWindowButton* cancel = sidebarButton("icon_cancel.png");
-    cancel->setObjectName(QStringLiteral("cancelButton"));
+    TaskWindowButton* cancel = sidebarButton("icon_cancel.png", "cancelButton", cancelText());
     connect(cancel, &TaskWindowButton::clicked, this, &TaskWindow::close);
     sidebar->addWidget(cancel);
     sidebar->addStretch();
-    TaskWindowButton* accept = sidebarButton("icon_accept.png");
-    accept->setObjectName(QStringLiteral("acceptButton"));
+    TaskWindowButton* accept = sidebarButton("icon_accept.png", "acceptButton", acceptText());
     connect(accept, &TaskWindowButton::clicked, this, &TaskWindow::saveTaskT);
     sidebar->addWidget(accept);
     layout->addLayout(sidebar);
+    keys->setCancelButton(cancel);
+    keys->setDefaultButton(accept);
 
     setCentralWidget(central);
     // On a window already shown, the new screen would otherwise appear one event later.
@@ -216,8 +279,7 @@ void TaskWindow::displayTaskD() {
     sidebar->setContentsMargins(0, 0, 0, 0);
     sidebar->setSpacing(0);
 
-    TaskWindowButton* cancel = sidebarButton("icon_cancel.png");
-    cancel->setObjectName(QStringLiteral("cancelButton"));
+    TaskWindowButton* cancel = sidebarButton("icon_cancel.png", "cancelButton", cancelText());
     connect(cancel, &TaskWindowButton::clicked, this, &TaskWindow::close);
 
     RepetitionsWidget* repetitions = repetitionsWidget;
@@ -230,8 +292,8 @@ void TaskWindow::displayTaskD() {
         }
     };
 
-    TaskWindowButton* repeat = sidebarButton("icon_repeat.png");
-    repeat->setObjectName(QStringLiteral("repeatButton"));
+    TaskWindowButton* repeat =
+        sidebarButton("icon_repeat.png", "repeatButton", QStringLiteral("Repeat"));
     repeat->setCheckable(true);
     connect(repeat, &TaskWindowButton::clicked, this, [repetitions, showOnly] {
         showOnly(repetitions);
@@ -239,20 +301,19 @@ void TaskWindow::displayTaskD() {
         repetitions->updateWeeklyDayOfWeekButtons();
     });
 
-    TaskWindowButton* alarm = sidebarButton("icon_alarm.png");
-    alarm->setObjectName(QStringLiteral("alarmButton"));
+    TaskWindowButton* alarm =
+        sidebarButton("icon_alarm.png", "alarmButton", QStringLiteral("Alarms"));
     alarm->setCheckable(true);
     connect(alarm, &TaskWindowButton::clicked, this, [alarms, showOnly] { showOnly(alarms); });
 
-    TaskWindowButton* calendar = sidebarButton("icon_calendar.png");
-    calendar->setObjectName(QStringLiteral("calendarButton"));
+    TaskWindowButton* calendar =
+        sidebarButton("icon_calendar.png", "calendarButton", QStringLiteral("Date and time"));
     calendar->setCheckable(true);
     calendar->setChecked(true);
     connect(calendar, &TaskWindowButton::clicked, this,
             [dtWidget, showOnly] { showOnly(dtWidget); });
 
-    TaskWindowButton* accept = sidebarButton("icon_accept.png");
-    accept->setObjectName(QStringLiteral("acceptButton"));
+    TaskWindowButton* accept = sidebarButton("icon_accept.png", "acceptButton", acceptText());
     connect(accept, &TaskWindowButton::clicked, this, &TaskWindow::saveTaskD);
 
     auto* panels = new QButtonGroup(this);
@@ -260,12 +321,18 @@ void TaskWindow::displayTaskD() {
     panels->addButton(repeat);
     panels->addButton(alarm);
     panels->addButton(calendar);
+    // Like a radio group, the three are one Tab stop (the arrow keys move among them); it starts
+    // on the panel shown.
+    repeat->setFocusPolicy(Qt::ClickFocus);
+    alarm->setFocusPolicy(Qt::ClickFocus);
 
-    for (TaskWindowButton* button : {cancel, repeat, alarm, calendar, accept}) {
-        sidebar->addWidget(button);
-    }
+    sidebar->addWidget(cancel);
+    sidebar->addWidget(panelButtonsArea({repeat, alarm, calendar}));
+    sidebar->addWidget(accept);
     sidebar->addStretch();
     layout->addLayout(sidebar);
+    keys->setCancelButton(cancel);
+    keys->setDefaultButton(accept);
 
     setCentralWidget(central);
     // On a window already shown, the new screen would otherwise appear one event later.
@@ -279,11 +346,10 @@ QWidget* TaskWindow::addDtWidget(QVBoxLayout* layout) {
     panel->setObjectName(QStringLiteral("dtWidget"));
     auto* grid = new QGridLayout(panel);
 
-    auto* titleLabel = new QLabel(QStringLiteral("Title"));
-    titleLabel->setMinimumHeight(84);
-    titleLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    grid->addWidget(titleLabel, 0, 0);
     titleEdit = titleField(focused);
+    QLabel* title = titleLabel(titleEdit);
+    title->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    grid->addWidget(title, 0, 0);
     grid->addWidget(titleEdit, 0, 1);
     grid->addWidget(new QLabel(QStringLiteral("(20 characters max)")), 0, 2);
 

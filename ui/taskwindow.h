@@ -10,6 +10,7 @@ class QMaemo5ValueButton;
 class QVBoxLayout;
 class RepetitionsWidget;
 class TaskManager;
+class WindowKeys;
 
 // The task editor: the type selection for a new task, then the editor of a
 // countdown (T) or a dated (D) task. On accept it builds a fresh Task from the
@@ -46,4 +47,5 @@ private:
     QLineEdit* titleEdit;
     QMaemo5ValueButton* dateButton;
     QMaemo5ValueButton* timeButton;
+    WindowKeys* keys;
 };

@@ -7,4 +7,7 @@ class TaskWindowButton : public QPushButton {
     Q_OBJECT
 public:
     explicit TaskWindowButton(QWidget* parent = nullptr);
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
 };

@@ -1,5 +1,7 @@
 #include "alarmdialog.h"
 
+#include <QAccessible>
+#include <QAccessibleWidget>
 #include <QCloseEvent>
 #include <QDateTime>
 #include <QHBoxLayout>
@@ -12,10 +14,27 @@
 
 #include "alarmevent.h"
 
+namespace {
+
+// Screen readers read an alert at once, whatever the user is doing elsewhere.
+QAccessibleInterface* alertInterface(const QString& className, QObject* object) {
+    if (className == QLatin1String("AlarmDialog") && object && object->isWidgetType()) {
+        return new QAccessibleWidget(static_cast<QWidget*>(object), QAccessible::AlertMessage);
+    }
+    return nullptr;
+}
+
+} // namespace
+
 AlarmDialog::AlarmDialog(const AlarmEvent& event, QWidget* parent)
     : QWidget(parent, Qt::Dialog | Qt::WindowStaysOnTopHint)
     , cookie_(event.cookie)
     , firstButton_(event.firstButton()) {
+    static const bool alertRole = [] {
+        QAccessible::installFactory(&alertInterface);
+        return true;
+    }();
+    Q_UNUSED(alertRole);
     setObjectName(QStringLiteral("alarmDialog"));
     setWindowTitle(event.title);
     setAttribute(Qt::WA_DeleteOnClose, false);
@@ -70,6 +89,8 @@ AlarmDialog::AlarmDialog(const AlarmEvent& event, QWidget* parent)
     layout->addWidget(message_, 1);
     layout->addLayout(row);
     setMinimumWidth(360);
+    // What the alert says when it is announced: the due time and the message.
+    setAccessibleDescription(dueText() + QStringLiteral(". ") + messageText());
 }
 
 void AlarmDialog::showEvent(QShowEvent* event) {
@@ -81,6 +102,8 @@ void AlarmDialog::showEvent(QShowEvent* event) {
             frame.moveCenter(screen->availableGeometry().center());
             move(frame.topLeft());
         }
+        QAccessibleEvent alert(this, QAccessible::Alert);
+        QAccessible::updateAccessibility(&alert);
     }
 }
 

@@ -11,9 +11,10 @@ namespace {
 
 // One column of the picker: the numbers 0 .. count-1 with two digits, the
 // current one selected and scrolled to the middle.
-QListWidget* column(const QString& name, int count, int current) {
+QListWidget* column(const QString& name, const QString& spoken, int count, int current) {
     auto* list = new QListWidget;
     list->setObjectName(name);
+    list->setAccessibleName(spoken);
     list->setSelectionMode(QAbstractItemView::SingleSelection);
     list->setUniformItemSizes(true);
     list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -57,8 +58,10 @@ QWidget* QMaemo5TimePickSelector::widget(QWidget* parent) {
     auto* layout = new QHBoxLayout(content);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addStretch();
-    QListWidget* hours = column(QStringLiteral("hourList"), 24, shown.hour());
-    QListWidget* minutes = column(QStringLiteral("minuteList"), 60, shown.minute());
+    QListWidget* hours =
+        column(QStringLiteral("hourList"), QStringLiteral("Hours"), 24, shown.hour());
+    QListWidget* minutes =
+        column(QStringLiteral("minuteList"), QStringLiteral("Minutes"), 60, shown.minute());
     layout->addWidget(hours);
     layout->addWidget(new QLabel(QStringLiteral(":")));
     layout->addWidget(minutes);

@@ -62,6 +62,8 @@ void QMaemo5ValueButton::setValueText(const QString& text) {
         return;
     }
     value = text;
+    // Read out after the button's name, as the value is shown beside it.
+    setAccessibleDescription(text);
     updateGeometry();
     update();
 }

@@ -4,6 +4,8 @@
 #include <QEvent>
 #include <QWidget>
 
+#include "screenfit.h"
+
 namespace {
 const char* const kProperty = "maemo5StackedWindow";
 }
@@ -34,6 +36,8 @@ bool StackedWindow::eventFilter(QObject* watched, QEvent* event) {
     if (below) {
         if (event->type() == QEvent::Show) {
             window->setGeometry(below->geometry());
+            // The window below may have been moved or sized past the screen's edge.
+            ScreenFit::keepInside(window);
         } else if (event->type() == QEvent::Close) {
             below->show();
             below->raise();
