@@ -67,6 +67,7 @@ bool AccessibilityCheck::isInteractive(QAccessible::Role role) {
     case QAccessible::SpinBox:
     case QAccessible::Slider:
     case QAccessible::Dial:
+    case QAccessible::ScrollBar:
     case QAccessible::List:
     case QAccessible::Table:
     case QAccessible::Tree:
