@@ -25,6 +25,8 @@ private Q_SLOTS:
 
 private:
     QDBusPendingCall callAsync(const QString& method, const QVariantList& args = {});
+    // Over the bus, as the daemon calls it; fails the test unless it answers 0.
+    void callTopApplication();
 
     std::unique_ptr<TaskManager> manager;
     std::unique_ptr<MainWindow> window;
@@ -56,6 +58,14 @@ QDBusPendingCall TestDBusObject::callAsync(const QString& method, const QVariant
         QStringLiteral("org.velmar.pardoreminder"), method);
     message.setArguments(args);
     return QDBusConnection(QStringLiteral("caller")).asyncCall(message, 10000);
+}
+
+void TestDBusObject::callTopApplication() {
+    QDBusPendingCall pending = callAsync(QStringLiteral("top_application"));
+    QTRY_VERIFY(pending.isFinished());
+    QDBusPendingReply<int> reply = pending;
+    QVERIFY(reply.isValid());
+    QCOMPARE(reply.value(), 0);
 }
 
 void TestDBusObject::metaObjectShape() {
@@ -102,11 +112,10 @@ void TestDBusObject::topApplicationShowsAndRaises() {
         QTRY_VERIFY(other.isActiveWindow());
         QVERIFY(!window->isActiveWindow());
     }
-    QDBusPendingCall pending = callAsync(QStringLiteral("top_application"));
-    QTRY_VERIFY(pending.isFinished());
-    QDBusPendingReply<int> reply = pending;
-    QVERIFY(reply.isValid());
-    QCOMPARE(reply.value(), 0);
+    callTopApplication();
+    if (QTest::currentTestFailed()) {
+        return;
+    }
     QVERIFY(window->isVisible());
     QTRY_VERIFY(window->isActiveWindow());
 }
@@ -142,11 +151,10 @@ void TestDBusObject::topApplicationRestoresMinimized() {
     QTest::qWait(50);
     QCOMPARE(window->windowState(), before);
 
-    QDBusPendingCall pending = callAsync(QStringLiteral("top_application"));
-    QTRY_VERIFY(pending.isFinished());
-    QDBusPendingReply<int> reply = pending;
-    QVERIFY(reply.isValid());
-    QCOMPARE(reply.value(), 0);
+    callTopApplication();
+    if (QTest::currentTestFailed()) {
+        return;
+    }
     QVERIFY(window->isVisible());
     QTRY_COMPARE(window->windowState(), after);
     QVERIFY(!window->isMinimized());
