@@ -56,14 +56,7 @@ MainWindow::MainWindow(TaskManager& taskManager, QWidget* parent)
     connect(quit, &QAction::triggered, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
     auto* help = new QAction(QStringLiteral("Quick start"), this);
     help->setShortcut(QKeySequence::HelpContents);
-    connect(help, &QAction::triggered, this, [this] {
-        displaySettingsWindow();
-        const QList<SettingsWindow*> windows =
-            findChildren<SettingsWindow*>(Qt::FindDirectChildrenOnly);
-        if (!windows.isEmpty()) {
-            windows.last()->showQuickStart();
-        }
-    });
+    connect(help, &QAction::triggered, this, [this] { openSettingsWindow()->showQuickStart(); });
     addActions({newTask, quit, help});
 
     // The grid's frame is no stop of its own on the keyboard's way, only the tasks in it.
@@ -140,9 +133,14 @@ void MainWindow::addTask(const QString& /*name*/) {
 }
 
 void MainWindow::displaySettingsWindow() {
+    openSettingsWindow();
+}
+
+SettingsWindow* MainWindow::openSettingsWindow() {
     auto* window = new SettingsWindow(this);
     window->setAttribute(Qt::WA_DeleteOnClose);
     window->show();
+    return window;
 }
 
 void MainWindow::removeTask() {

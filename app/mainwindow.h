@@ -5,6 +5,7 @@
 class QGridLayout;
 class QHBoxLayout;
 class QPaintEvent;
+class SettingsWindow;
 class TaskManager;
 
 // The main window is also the application's D-Bus object: only the two
@@ -32,6 +33,7 @@ protected:
 private:
     void initializeTasksArea(QHBoxLayout* layout);
     void initializeActionArea(QHBoxLayout* layout);
+    SettingsWindow* openSettingsWindow();
 
     TaskManager& taskManager;
     QGridLayout* tasksLayout;
