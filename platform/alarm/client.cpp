@@ -2,12 +2,14 @@
 
 #include <dbus/dbus.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <string>
 
 #include "codec.h"
+#include "eventlimits.h"
 
 namespace {
 
@@ -129,6 +131,12 @@ extern "C" {
 
 cookie_t alarmd_event_add(const alarm_event_t* event) {
     if (!event) {
+        return 0;
+    }
+    const std::string breach = alarm_limits::breach(event);
+    if (!breach.empty()) {
+        fprintf(stderr, "libalarm: alarmd_event_add: the daemon would refuse this event: %s\n",
+                breach.c_str());
         return 0;
     }
     DBusMessage* call = newCall("add_event");

@@ -5,6 +5,7 @@
 #include <QDBusPendingCallWatcher>
 
 #include "alarmaction.h"
+#include "eventrules.h"
 
 namespace {
 // Activation of a closed application may take a while; nobody waits for it.
@@ -17,6 +18,12 @@ ActionRunner::ActionRunner(const QDBusConnection& bus, QObject* parent)
 
 void ActionRunner::run(const AlarmAction& action, qint64 cookie) {
     if (!action.isDBus()) {
+        return;
+    }
+    // Checked at add already; this also covers the daemon's own unique name.
+    if (EventRules::isForbiddenTarget(action) || action.dbusService == bus_.baseService()) {
+        qWarning("pardo-alarmd: event %lld: calls on the bus or the daemon itself are not made",
+                 cookie);
         return;
     }
     if (action.dbusService.isEmpty()) {

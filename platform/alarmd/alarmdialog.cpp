@@ -69,7 +69,9 @@ AlarmDialog::AlarmDialog(const AlarmEvent& event, QWidget* parent)
         if (!action.isButton()) {
             continue;
         }
-        auto* button = new QPushButton(action.label, this);
+        // Shown as written: an '&' of a bus client's label is no keyboard shortcut.
+        QString text = action.label;
+        auto* button = new QPushButton(text.replace(QLatin1Char('&'), QStringLiteral("&&")), this);
         button->setObjectName(QStringLiteral("action%1").arg(i));
         button->setMinimumHeight(48);
         connect(button, &QPushButton::clicked, this, [this, i] { Q_EMIT answered(i); });

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <alarmd/libalarm.h>
+
 bool AlarmEvent::hasButtons() const {
     return firstButton() >= 0;
 }
@@ -19,5 +21,6 @@ qint64 AlarmEvent::snoozeInterval() const {
     if (snoozeSecs == 0) {
         return defaultSnoozeSecs;
     }
-    return std::max(snoozeSecs, minimumSnoozeSecs);
+    // Bounded also for an event that came from a damaged store.
+    return std::clamp(snoozeSecs, minimumSnoozeSecs, qint64(ALARMD_MAX_INTERVAL_SECS));
 }

@@ -2,8 +2,11 @@
 
 #include <QDateTime>
 #include <QTimer>
+#include <QtNumeric>
 
 #include <algorithm>
+#include <limits>
+#include <vector>
 
 #include <alarmd/libalarm.h>
 
@@ -52,7 +55,9 @@ qint64 AlarmQueue::add(AlarmEvent event, QString* refusal) {
     const qint64 now = clock_.now();
     const std::optional<qint64> first = Schedule::firstOccurrence(event, now);
     if (!first) {
-        *refusal = QStringLiteral("alarm_tz \"%1\" is no known time zone").arg(event.alarmTz);
+        // The zone is known by now (EventRules).
+        *refusal = QStringLiteral("alarm_tm gives no moment between 1970 and the end of the year "
+                                  "9999");
         return 0;
     }
     qint64 occurrence = *first;
@@ -60,6 +65,11 @@ qint64 AlarmQueue::add(AlarmEvent event, QString* refusal) {
         // A series that started in the past joins at its next point; the
         // occurrences before now are not counted as triggers.
         occurrence = Schedule::catchUp(occurrence, event.recurSecs, now);
+        if (!Schedule::isWithinRange(occurrence)) {
+            *refusal = QStringLiteral("the series would next fall due after the end of the year "
+                                      "9999");
+            return 0;
+        }
     } else if (occurrence < now - AlarmEvent::lateLimitSecs) {
         *refusal = QStringLiteral("the event was due at %1, more than %2 s ago")
                        .arg(moment(occurrence))
@@ -152,8 +162,8 @@ bool AlarmQueue::respond(qint64 cookie, int actionIndex) {
         Entry& entry = entries_[cookie];
         const qint64 interval = entry.event.snoozeInterval();
         entry.event.snoozed = true;
-        entry.event.trigger = now + interval;
-        entry.event.snoozeTotal += interval;
+        entry.event.trigger = Schedule::later(now, interval);
+        entry.event.snoozeTotal = Schedule::later(entry.event.snoozeTotal, interval);
         store_.update(entry.event);
         index(entry);
     } else {
@@ -174,10 +184,14 @@ void AlarmQueue::process() {
     // Whatever the clock was asked for has been used up or is moot now.
     wake_ = -1;
     const qint64 now = clock_.now();
-    while (!waiting_.empty() && waiting_.begin()->first <= now) {
-        const qint64 cookie = waiting_.begin()->second;
-        waiting_.erase(waiting_.begin());
-        handleDue(cookie, now);
+    // Each due event once per pass: one that came due again at once waits for
+    // the next pass instead of holding the event loop.
+    const std::vector<std::pair<qint64, qint64>> due(
+        waiting_.begin(), waiting_.upper_bound({now, std::numeric_limits<qint64>::max()}));
+    for (const auto& item : due) {
+        if (waiting_.erase(item) > 0) {
+            handleDue(item.second, now);
+        }
     }
     arm();
 }
@@ -218,7 +232,12 @@ void AlarmQueue::handleDue(qint64 cookie, qint64 now) {
     qint64 latest = event.occurrence;
     qint64 skipped = 0;
     if (event.isRecurring()) {
-        qint64 passed = (now - event.occurrence) / event.recurSecs + 1;
+        // A division however long the gap; a damaged store gives no overflow either.
+        qint64 gap = 0;
+        if (qSubOverflow(now, event.occurrence, &gap) || gap < 0) {
+            gap = 0;
+        }
+        qint64 passed = gap / event.recurSecs + 1;
         if (event.recurCount > 0) {
             passed = std::min<qint64>(passed, event.recurCount);
         }
@@ -250,7 +269,13 @@ void AlarmQueue::handleDue(qint64 cookie, qint64 now) {
             return;
         }
     }
-    moveTo(entry, latest + event.recurSecs);
+    qint64 next = 0;
+    if (qAddOverflow(latest, event.recurSecs, &next) || !Schedule::isWithinRange(next)) {
+        qInfo("pardo-alarmd: event %lld ends: its next time is after the year 9999", cookie);
+        discard(cookie);
+        return;
+    }
+    moveTo(entry, next);
     store_.update(event);
     index(entry);
 }
@@ -286,7 +311,18 @@ void AlarmQueue::serve(qint64 cookie, qint64 now) {
         discard(cookie);
         return;
     }
-    moveTo(entry, Schedule::catchUp(event.occurrence + event.recurSecs, event.recurSecs, now + 1));
+    qint64 next = 0;
+    if (qAddOverflow(event.occurrence, event.recurSecs, &next)) {
+        next = std::numeric_limits<qint64>::max();
+    } else {
+        next = Schedule::catchUp(next, event.recurSecs, now + 1);
+    }
+    if (!Schedule::isWithinRange(next)) {
+        qInfo("pardo-alarmd: event %lld ends: its next time is after the year 9999", cookie);
+        discard(cookie);
+        return;
+    }
+    moveTo(entry, next);
     store_.update(event);
     index(entry);
 }

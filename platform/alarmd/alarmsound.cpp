@@ -2,6 +2,8 @@
 
 #include <canberra.h>
 
+#include "eventrules.h"
+
 namespace {
 
 const char* const defaultSound = "alarm-clock-elapsed";
@@ -55,7 +57,10 @@ AlarmSound::~AlarmSound() {
 }
 
 void AlarmSound::start(const QString& sound) {
-    sound_ = sound.isEmpty() ? QString::fromLatin1(defaultSound) : sound;
+    // The file may have changed since the event was queued.
+    sound_ = sound.isEmpty() || !EventRules::isAllowedSound(sound)
+                 ? QString::fromLatin1(defaultSound)
+                 : sound;
     since_.start();
     ringing_ = openContext() && playOnce();
     if (ringing_) {

@@ -35,36 +35,13 @@ QChar codeOf(const QVariant& value) {
     return QChar();
 }
 
-std::optional<qint64> integer(const QVariant& value) {
-    switch (value.metaType().id()) {
-    case QMetaType::UChar:
-    case QMetaType::SChar:
-    case QMetaType::Char:
-    case QMetaType::Short:
-    case QMetaType::UShort:
-    case QMetaType::Int:
-    case QMetaType::UInt:
-    case QMetaType::Long:
-    case QMetaType::LongLong:
-        return value.toLongLong();
-    case QMetaType::ULong:
-    case QMetaType::ULongLong:
-        if (value.toULongLong() > quint64(std::numeric_limits<qint64>::max())) {
-            return std::nullopt;
-        }
-        return qint64(value.toULongLong());
-    default:
-        return std::nullopt;
-    }
-}
-
+// Every integer key has exactly one bus type: the one of its field in the
+// client library (x for times and counts, i for int, u for unsigned).
 template <typename T> bool readInteger(const QVariant& value, T* out) {
-    const std::optional<qint64> number = integer(value);
-    if (!number || *number < qint64(std::numeric_limits<T>::min()) ||
-        *number > qint64(std::numeric_limits<T>::max())) {
+    if (value.metaType() != QMetaType::fromType<T>()) {
         return false;
     }
-    *out = T(*number);
+    *out = value.value<T>();
     return true;
 }
 
@@ -201,7 +178,7 @@ std::optional<AlarmAction> actionFromDBus(const QVariantMap& map, int index, QSt
         }
         if (key == QLatin1String("flags")) {
             if (!readInteger(it.value(), &action.flags)) {
-                *error = wrongType(where + key, "an unsigned 32-bit integer");
+                *error = wrongType(where + key, "an unsigned 32-bit integer (u)");
                 return std::nullopt;
             }
         } else if (key == QLatin1String("dbus_args")) {
@@ -369,7 +346,7 @@ std::optional<AlarmEvent> EventCodec::fromDBus(const QVariantMap& map, QString* 
             if (key == QLatin1String(wide.key)) {
                 done = true;
                 if (!readInteger(value, &(event.*wide.field))) {
-                    *error = wrongType(key, "an integer");
+                    *error = wrongType(key, "a 64-bit integer (x)");
                     return std::nullopt;
                 }
             }
@@ -378,17 +355,26 @@ std::optional<AlarmEvent> EventCodec::fromDBus(const QVariantMap& map, QString* 
             if (key == QLatin1String(narrow.key)) {
                 done = true;
                 if (!readInteger(value, &(event.*narrow.field))) {
-                    *error = wrongType(key, "a 32-bit integer");
+                    *error = wrongType(key, "a 32-bit integer (i)");
                     return std::nullopt;
                 }
             }
         }
-        if (done || key == QLatin1String("cookie") || key == QLatin1String("trigger")) {
+        if (done) {
+            continue;
+        }
+        if (key == QLatin1String("cookie") || key == QLatin1String("trigger")) {
+            // The daemon's to set; a copy of get_event's reply may still carry them.
+            qint64 ignored = 0;
+            if (!readInteger(value, &ignored)) {
+                *error = wrongType(key, "a 64-bit integer (x)");
+                return std::nullopt;
+            }
             continue;
         }
         if (key == QLatin1String("flags")) {
             if (!readInteger(value, &event.flags)) {
-                *error = wrongType(key, "an unsigned 32-bit integer");
+                *error = wrongType(key, "an unsigned 32-bit integer (u)");
                 return std::nullopt;
             }
         } else if (key == QLatin1String("alarm_tm")) {
@@ -406,10 +392,11 @@ std::optional<AlarmEvent> EventCodec::fromDBus(const QVariantMap& map, QString* 
                 return std::nullopt;
             }
             for (auto attr = attrs.cbegin(); attr != attrs.cend(); ++attr) {
+                // The library's three kinds of attribute: int, time_t and text.
                 const QChar code = codeOf(attr.value());
-                if (code.isNull() || code == QLatin1Char('b') || code == QLatin1Char('d')) {
-                    *error = QStringLiteral("attrs[\"%1\"] must be an integer or a string")
-                                 .arg(attr.key());
+                if (code != QLatin1Char('i') && code != QLatin1Char('x') &&
+                    code != QLatin1Char('s')) {
+                    *error = QStringLiteral("attrs[\"%1\"] must be i, x or s").arg(attr.key());
                     return std::nullopt;
                 }
             }

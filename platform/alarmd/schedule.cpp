@@ -3,47 +3,72 @@
 #include <QDateTime>
 #include <QTimeZone>
 
+#include <QtNumeric>
+
 #include <algorithm>
 #include <cstdio>
 #include <ctime>
+#include <limits>
+
+#include <alarmd/libalarm.h>
 
 #include "alarmevent.h"
 
 namespace {
 
+const qint64 latest = ALARMD_MAX_TIME;
+
+// Fields of alarm_tm, set (>= 0) or taken from today. 64 bits wide, so that
+// carrying minutes into days and months into years cannot overflow.
 struct Fields {
-    int year = 0; // since 1900
-    int mon = 0;
-    int mday = 1;
-    int hour = 0;
-    int min = 0;
+    qint64 year = 0; // since 1900
+    qint64 mon = 0;
+    qint64 mday = 1;
+    qint64 hour = 0;
+    qint64 min = 0;
 };
 
-qint64 localMoment(const Fields& fields) {
+struct WallClock {
+    QDate date;
+    int minutes = 0; // of the day
+};
+
+// Carries out-of-range fields over the way mktime does; nullopt beyond the year 9999.
+std::optional<WallClock> normalised(const Fields& fields) {
+    const qint64 months = fields.year * 12 + fields.mon;
+    const qint64 year = months / 12 + 1900;
+    if (year > 9999) {
+        return std::nullopt;
+    }
+    const qint64 minutes = fields.hour * 60 + fields.min;
+    const qint64 days = fields.mday - 1 + minutes / 1440;
+    // Ten thousand years of days is beyond the year 9999 from anywhere.
+    if (days > qint64(10000) * 366) {
+        return std::nullopt;
+    }
+    const QDate date = QDate(int(year), int(months % 12) + 1, 1).addDays(days);
+    if (!date.isValid() || date.year() > 9999) {
+        return std::nullopt;
+    }
+    return WallClock{date, int(minutes % 1440)};
+}
+
+qint64 localMoment(const WallClock& wall) {
     tm broken{};
-    broken.tm_year = fields.year;
-    broken.tm_mon = fields.mon;
-    broken.tm_mday = fields.mday;
-    broken.tm_hour = fields.hour;
-    broken.tm_min = fields.min;
+    broken.tm_year = wall.date.year() - 1900;
+    broken.tm_mon = wall.date.month() - 1;
+    broken.tm_mday = wall.date.day();
+    broken.tm_hour = wall.minutes / 60;
+    broken.tm_min = wall.minutes % 60;
     broken.tm_sec = 0;
     // Whether daylight saving applies is the zone's business on that date.
     broken.tm_isdst = -1;
     return qint64(mktime(&broken));
 }
 
-qint64 zonedMoment(const Fields& fields, const QTimeZone& zone) {
-    // Normalise out-of-range fields the way mktime does.
-    QDate date = QDate(fields.year + 1900, 1, 1).addMonths(fields.mon).addDays(fields.mday - 1);
-    qint64 minutes = qint64(fields.hour) * 60 + fields.min;
-    qint64 days = minutes / 1440;
-    minutes %= 1440;
-    if (minutes < 0) {
-        minutes += 1440;
-        --days;
-    }
-    date = date.addDays(days);
-    return QDateTime(date, QTime(int(minutes / 60), int(minutes % 60)), zone).toSecsSinceEpoch();
+qint64 zonedMoment(const WallClock& wall, const QTimeZone& zone) {
+    return QDateTime(wall.date, QTime(wall.minutes / 60, wall.minutes % 60), zone)
+        .toSecsSinceEpoch();
 }
 
 } // namespace
@@ -85,14 +110,21 @@ std::optional<qint64> Schedule::firstOccurrence(const AlarmEvent& event, qint64 
         ++fields.min;
     }
 
-    const auto moment = [&zone, &event](const Fields& f) {
-        return event.alarmTz.isEmpty() ? localMoment(f) : zonedMoment(f, zone);
+    const auto moment = [&zone, &event](const Fields& f) -> std::optional<qint64> {
+        const std::optional<WallClock> wall = normalised(f);
+        if (!wall) {
+            return std::nullopt;
+        }
+        return event.alarmTz.isEmpty() ? localMoment(*wall) : zonedMoment(*wall, zone);
     };
-    qint64 result = moment(fields);
-    if (dateMissing && result < now) {
+    std::optional<qint64> result = moment(fields);
+    if (result && dateMissing && *result < now) {
         // A time of day alone means its next coming.
         ++fields.mday;
         result = moment(fields);
+    }
+    if (!result || !isWithinRange(*result)) {
+        return std::nullopt;
     }
     return result;
 }
@@ -101,8 +133,29 @@ qint64 Schedule::catchUp(qint64 occurrence, qint64 period, qint64 notBefore) {
     if (occurrence >= notBefore || period <= 0) {
         return occurrence;
     }
-    const qint64 steps = (notBefore - occurrence + period - 1) / period;
-    return occurrence + steps * period;
+    qint64 gap = 0;
+    if (qSubOverflow(notBefore, occurrence, &gap)) {
+        return std::numeric_limits<qint64>::max();
+    }
+    // A division, however many occurrences were missed.
+    const qint64 steps = gap / period + (gap % period != 0 ? 1 : 0);
+    qint64 result = 0;
+    if (qMulOverflow(steps, period, &result) || qAddOverflow(result, occurrence, &result)) {
+        return std::numeric_limits<qint64>::max();
+    }
+    return result;
+}
+
+qint64 Schedule::later(qint64 moment, qint64 secs) {
+    qint64 result = 0;
+    if (qAddOverflow(moment, secs, &result) || result > latest) {
+        return latest;
+    }
+    return result;
+}
+
+bool Schedule::isWithinRange(qint64 moment) {
+    return moment >= 0 && moment <= latest;
 }
 
 QString Schedule::wallClockOf(qint64 moment) {
@@ -117,7 +170,8 @@ QString Schedule::wallClockOf(qint64 moment) {
 std::optional<qint64> Schedule::fromWallClock(const QString& text) {
     tm local{};
     if (std::sscanf(text.toLatin1().constData(), "%d-%d-%dT%d:%d:%d", &local.tm_year, &local.tm_mon,
-                    &local.tm_mday, &local.tm_hour, &local.tm_min, &local.tm_sec) != 6) {
+                    &local.tm_mday, &local.tm_hour, &local.tm_min, &local.tm_sec) != 6 ||
+        local.tm_year < 1 || local.tm_year > 9999 || local.tm_mon < 1 || local.tm_mon > 12) {
         return std::nullopt;
     }
     local.tm_year -= 1900;

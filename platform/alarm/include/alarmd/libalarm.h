@@ -20,6 +20,25 @@ extern "C" {
 
 typedef long cookie_t;
 
+/* Limits ----------------------------------------------------------------
+ * Any client of the session bus may call the daemon, so it refuses (cookie 0)
+ * an event beyond these bounds instead of wrapping or cutting it.
+ * alarmd_event_add checks them before it calls and prints why to stderr. */
+
+/* Actions and attributes per event. */
+#define ALARMD_MAX_ACTIONS 16
+#define ALARMD_MAX_ATTRS 64
+/* Longest text (title, message, label, any other string) in UTF-8 bytes. */
+#define ALARMD_MAX_TEXT_BYTES 4096
+/* Longest recur_secs and snooze_secs: 10 years of 366 days (316 224 000 s). */
+#define ALARMD_MAX_INTERVAL_SECS ((int64_t)10 * 366 * 86400)
+/* Latest moment: 9999-12-31 23:59:59 UTC. alarm_time is -1 or 0 to this, and so
+ * is every time the daemon computes (catch-up, next recurrence, snooze end). */
+#define ALARMD_MAX_TIME ((int64_t)253402300799)
+/* snooze_total is 0 to ALARMD_MAX_TIME; recur_count -1 or above. Fields of
+ * alarm_tm below 0 are unset, those above their range carry over as in
+ * mktime, as long as the moment stays within 0 to ALARMD_MAX_TIME. */
+
 /* Event flags (alarm_event_t.flags). The desktop ignores the power-up ones. */
 enum alarmeventflags {
     ALARM_EVENT_NO_FLAGS = 0,
@@ -73,7 +92,10 @@ typedef struct alarm_action_t {
     char* label;
     char* exec_command;
     char* dbus_interface;
-    char* dbus_service; /* empty: the action emits a signal instead of calling a method */
+    /* Empty: the action emits a signal instead of calling a method. Neither the
+     * service, the interface nor the path may name the bus itself
+     * (org.freedesktop.DBus and below) or the daemon (org.velmar.alarmd). */
+    char* dbus_service;
     char* dbus_path;
     char* dbus_name;
     /* Arguments in order, ended by an entry of type DBUS_TYPE_INVALID; null when none. */
@@ -102,7 +124,10 @@ typedef struct alarm_event_t {
     time_t trigger;  /* next due time as the daemon computed it */
     char* title;
     char* message;
-    char* sound; /* sound theme name or absolute file; empty: the alarm clock sound */
+    /* A sound theme name (letters, digits, '-', '_', '.'), or the absolute path
+     * of a regular audio file below a "sounds" folder of the XDG data
+     * directories; empty: the alarm clock sound. */
+    char* sound;
     char* icon;
     unsigned flags; /* enum alarmeventflags */
     char* alarm_appid;
