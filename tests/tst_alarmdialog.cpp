@@ -1,6 +1,8 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QAccessible>
 #include <QDBusPendingCall>
+#include <QKeySequence>
 #include <QLabel>
 #include <QPushButton>
 
@@ -78,6 +80,8 @@ private Q_SLOTS:
     void showsTitleDueTimeMessageAndButtons();
     void onlyButtonsBecomeButtons();
     void messageIsPlainText();
+    void labelsAreShownAsWritten_data();
+    void labelsAreShownAsWritten();
     void pressingAButtonRunsItsAction();
     void stopServesTheEvent();
     void snoozeShowsItAgainLater();
@@ -197,6 +201,29 @@ void TestAlarmDialog::messageIsPlainText() {
     const QLabel* message = dialog->findChild<QLabel*>(QStringLiteral("message"));
     QCOMPARE(message->textFormat(), Qt::PlainText);
     QCOMPARE(message->text(), event.message);
+}
+
+void TestAlarmDialog::labelsAreShownAsWritten_data() {
+    QTest::addColumn<QString>("label");
+    QTest::newRow("leading ampersand") << QStringLiteral("&Snooze");
+    QTest::newRow("ampersand between words") << QStringLiteral("Tom & Jerry");
+    QTest::newRow("doubled ampersand") << QStringLiteral("A && B");
+    QTest::newRow("trailing ampersand") << QStringLiteral("Stop&");
+}
+
+void TestAlarmDialog::labelsAreShownAsWritten() {
+    QFETCH(QString, label);
+    AlarmEvent event = applicationEvent();
+    event.actions[1].label = label;
+    AlarmDialog* dialog = showDue(event);
+    QVERIFY(dialog);
+    QPushButton* button = dialog->buttons().at(1);
+    // What is drawn and read out is the label itself, and no key presses it.
+    QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(button);
+    QVERIFY(accessible);
+    QCOMPARE(accessible->text(QAccessible::Name), label);
+    QCOMPARE(QKeySequence::mnemonic(button->text()), QKeySequence());
+    QVERIFY(button->shortcut().isEmpty());
 }
 
 void TestAlarmDialog::pressingAButtonRunsItsAction() {

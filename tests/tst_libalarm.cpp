@@ -1,16 +1,22 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusReply>
+#include <QDBusVirtualObject>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
+#include <QTemporaryFile>
 
 #include <alarmd/libalarm.h>
 
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <future>
+#include <limits>
 #include <vector>
+
+#include <unistd.h>
 
 #include "pardotest.h"
 #include "silentsounddevice.h"
@@ -144,7 +150,54 @@ void compareActions(const alarm_action_t* got, const alarm_action_t* want) {
     }
 }
 
+// Stands in for the daemon and counts the events that reach it.
+class CountingDaemon : public QDBusVirtualObject {
+public:
+    int adds = 0;
+
+    QString introspect(const QString&) const override { return QString(); }
+    bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override {
+        if (message.member() != QLatin1String("add_event")) {
+            return false;
+        }
+        ++adds;
+        connection.send(message.createReply(QVariant(qlonglong(42))));
+        return true;
+    }
+};
+
+// stderr of this process, kept while the object lives.
+class StandardErrorCapture {
+public:
+    StandardErrorCapture() {
+        file_.open();
+        fflush(stderr);
+        saved_ = dup(STDERR_FILENO);
+        dup2(file_.handle(), STDERR_FILENO);
+    }
+    ~StandardErrorCapture() { restore(); }
+    QByteArray text() {
+        restore();
+        file_.seek(0);
+        return file_.readAll();
+    }
+
+private:
+    void restore() {
+        if (saved_ >= 0) {
+            fflush(stderr);
+            dup2(saved_, STDERR_FILENO);
+            close(saved_);
+            saved_ = -1;
+        }
+    }
+    QTemporaryFile file_;
+    int saved_ = -1;
+};
+
 } // namespace
+
+Q_DECLARE_METATYPE(alarm_event_t*)
 
 class TestLibAlarm : public QObject {
     Q_OBJECT
@@ -171,6 +224,8 @@ private Q_SLOTS:
     void noBusFailsAtOnce();
     void deadDaemonFailsAtOnce();
     void stoppedDaemonTimesOut();
+    void boundsAreCheckedBeforeCalling_data();
+    void boundsAreCheckedBeforeCalling();
 
 private:
     time_t now = 0;
@@ -711,6 +766,102 @@ void TestLibAlarm::stoppedDaemonTimesOut() {
     QVERIFY2(elapsed >= 3000 && elapsed < 15000, qPrintable(QString::number(elapsed)));
     Cookies again(alarmd_event_query(0, 0, 0, 0, ""));
     QVERIFY(again);
+}
+
+void TestLibAlarm::boundsAreCheckedBeforeCalling_data() {
+    QTest::addColumn<alarm_event_t*>("event");
+    QTest::addColumn<QString>("reason"); // empty: the event goes to the daemon
+
+    const auto make = [this] {
+        return dialogEvent("bounds", now + 600).release();
+    };
+    const QByteArray longText(ALARMD_MAX_TEXT_BYTES + 1, 'x');
+    alarm_event_t* event = make();
+    QTest::newRow("within the bounds") << event << QString();
+    event = make();
+    alarm_event_add_actions(event, ALARMD_MAX_ACTIONS);
+    QTest::newRow("17 actions") << event << QStringLiteral("17 actions; at most 16");
+    event = make();
+    for (int i = 0; i <= ALARMD_MAX_ATTRS; ++i) {
+        alarm_event_set_attr_int(event, QByteArray::number(i).constData(), i);
+    }
+    QTest::newRow("65 attributes") << event << QStringLiteral("65 attributes; at most 64");
+    event = make();
+    alarm_event_set_title(event, longText.constData());
+    QTest::newRow("long title") << event << QStringLiteral("title is longer than 4096 bytes");
+    event = make();
+    alarm_action_set_label(alarm_event_get_action(event, 0), longText.constData());
+    QTest::newRow("long label") << event << QStringLiteral("longer than 4096 bytes");
+    event = make();
+    event->recur_secs = 9223372036854773760;
+    event->recur_count = -1;
+    QTest::newRow("recur_secs near the 64-bit end") << event << QStringLiteral("recur_secs");
+    event = make();
+    event->snooze_secs = std::numeric_limits<time_t>::max();
+    QTest::newRow("snooze_secs INT64_MAX") << event << QStringLiteral("snooze_secs");
+    event = make();
+    event->snooze_total = -1;
+    QTest::newRow("negative snooze_total") << event << QStringLiteral("snooze_total");
+    event = make();
+    event->alarm_time = ALARMD_MAX_TIME + 1;
+    QTest::newRow("after the year 9999") << event << QStringLiteral("alarm_time");
+    event = make();
+    event->alarm_time = -2;
+    QTest::newRow("alarm_time -2") << event << QStringLiteral("alarm_time");
+    event = make();
+    event->recur_count = -2;
+    QTest::newRow("recur_count -2") << event << QStringLiteral("recur_count");
+    event = make();
+    alarm_action_t* release = alarm_event_add_actions(event, 1);
+    release->flags = ALARM_ACTION_TYPE_DBUS | ALARM_ACTION_WHEN_TRIGGERED;
+    alarm_action_set_dbus_service(release, "org.freedesktop.DBus");
+    alarm_action_set_dbus_path(release, "/org/freedesktop/DBus");
+    alarm_action_set_dbus_interface(release, "org.freedesktop.DBus");
+    alarm_action_set_dbus_name(release, "ReleaseName");
+    QTest::newRow("ReleaseName") << event << QStringLiteral("targets the bus itself");
+}
+
+void TestLibAlarm::boundsAreCheckedBeforeCalling() {
+    QFETCH(alarm_event_t*, event);
+    QFETCH(QString, reason);
+    const Event owned(event);
+    // A stand-in owns the daemon's name, so that every call that goes out is seen.
+    QVERIFY(stopDaemon());
+    const QString connectionName = QStringLiteral("counting-daemon");
+    QDBusConnection bus =
+        QDBusConnection::connectToBus(QDBusConnection::SessionBus, connectionName);
+    CountingDaemon counting;
+    QVERIFY(bus.registerVirtualObject(QStringLiteral("/org/velmar/alarmd"), &counting));
+    QVERIFY(bus.registerService(daemonName));
+
+    StandardErrorCapture capture;
+    // The library blocks while it calls; this thread keeps serving the stand-in.
+    std::future<cookie_t> added =
+        std::async(std::launch::async, [event] { return alarmd_event_add(event); });
+    QTRY_VERIFY(added.wait_for(std::chrono::seconds(0)) == std::future_status::ready);
+    const cookie_t cookie = added.get();
+    const QList<QByteArray> lines = capture.text().split('\n');
+
+    bus.unregisterService(daemonName);
+    bus.unregisterObject(QStringLiteral("/org/velmar/alarmd"));
+    QDBusConnection::disconnectFromBus(connectionName);
+
+    const auto fromLibrary = [](const QByteArray& line) {
+        return line.startsWith("libalarm:");
+    };
+    if (reason.isEmpty()) {
+        QCOMPARE(cookie, cookie_t(42));
+        QCOMPARE(counting.adds, 1);
+        QCOMPARE(std::count_if(lines.cbegin(), lines.cend(), fromLibrary), 0);
+    } else {
+        QCOMPARE(cookie, cookie_t(0));
+        QCOMPARE(counting.adds, 0);
+        // Said once, with the reason.
+        const auto said = std::find_if(lines.cbegin(), lines.cend(), fromLibrary);
+        QVERIFY(said != lines.cend());
+        QVERIFY2(QString::fromUtf8(*said).contains(reason), said->constData());
+        QCOMPARE(std::count_if(lines.cbegin(), lines.cend(), fromLibrary), 1);
+    }
 }
 
 PARDO_DBUS_TEST_MAIN(TestLibAlarm)
