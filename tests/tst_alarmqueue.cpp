@@ -46,7 +46,8 @@ AlarmAction callback(quint32 flags, const QVariantList& args = {}) {
     AlarmAction action;
     action.flags = flags;
     action.dbusService = QLatin1String(BusRecorder::service);
-    action.dbusPath = recorderPath;
+    // Data functions run before the first init() has chosen a path.
+    action.dbusPath = recorderPath.isEmpty() ? QLatin1String(BusRecorder::path) : recorderPath;
     action.dbusInterface = QLatin1String(BusRecorder::interfaceName);
     action.dbusName = QStringLiteral("alarm_triggered");
     action.dbusArgs = args;
