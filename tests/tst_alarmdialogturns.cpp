@@ -88,9 +88,10 @@ void TestAlarmDialogTurns::cleanupTestCase() {
 }
 
 void TestAlarmDialogTurns::init() {
-    folder = TestEnvironment::current()->root() + QStringLiteral("/turns-") +
-             QString::fromLatin1(QTest::currentTestFunction()) + QLatin1Char('-') +
-             QString::fromLatin1(QTest::currentDataTag()).replace(QLatin1Char(' '), QLatin1Char('_'));
+    folder =
+        TestEnvironment::current()->root() + QStringLiteral("/turns-") +
+        QString::fromLatin1(QTest::currentTestFunction()) + QLatin1Char('-') +
+        QString::fromLatin1(QTest::currentDataTag()).replace(QLatin1Char(' '), QLatin1Char('_'));
     QDir(folder).removeRecursively();
     clock = std::make_unique<ManualClock>(startMoment());
     static int run = 0;

@@ -8,6 +8,7 @@
 #include <QSqlQuery>
 #include <QStandardPaths>
 #include <QStringList>
+#include <QUrl>
 #include <QVariant>
 
 #include <cerrno>
@@ -128,6 +129,14 @@ bool EventStore::open(QString* error) {
     damagedCopy_.clear();
     openError_.clear();
     bool ready = makeFolder(folder_, error) && prepareFile(filePath(), error) && connect(error);
+    const QString unreadable = ready ? readFailure() : QString();
+    if (!unreadable.isEmpty()) {
+        // A read-only file in a read-only folder still rings what it holds.
+        *error = writeError(unreadable);
+        disconnect();
+        connect(error, true);
+        openError_ = *error;
+    }
     if (ready) {
         const QString damaged = damage();
         if (!damaged.isEmpty()) {
@@ -140,7 +149,8 @@ bool EventStore::open(QString* error) {
     // reply and survives kill -9 of the daemon (a power loss may undo the
     // last ones). FULL synced every commit: about 180 adds/s instead of 1,600
     // here, 28 s for a task with 5,000 alarms.
-    ready = ready && exec(QStringLiteral("PRAGMA journal_mode=WAL"), error) &&
+    ready = ready && openError_.isEmpty() &&
+            exec(QStringLiteral("PRAGMA journal_mode=WAL"), error) &&
             exec(QStringLiteral("PRAGMA synchronous=NORMAL"), error) &&
             exec(QStringLiteral("CREATE TABLE IF NOT EXISTS events ("
                                 "cookie INTEGER PRIMARY KEY AUTOINCREMENT, "
@@ -148,15 +158,23 @@ bool EventStore::open(QString* error) {
                                 "due INTEGER NOT NULL, "
                                 "data TEXT NOT NULL)"),
                  error);
-    if (!ready) {
+    if (!ready && openError_.isEmpty()) {
         openError_ = *error;
     }
+    *error = openError_;
     return ready;
 }
 
-bool EventStore::connect(QString* error) {
+bool EventStore::connect(QString* error, bool readOnly) {
     QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connectionName_);
     db.setDatabaseName(filePath());
+    if (readOnly) {
+        // Without a writable folder SQLite cannot set up the log's index;
+        // an immutable file is read as it stands.
+        db.setDatabaseName(QUrl::fromLocalFile(filePath()).toString(QUrl::FullyEncoded) +
+                           QStringLiteral("?immutable=1"));
+        db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY;QSQLITE_OPEN_URI"));
+    }
     if (!db.open()) {
         *error = QStringLiteral("cannot open the queue file %1: %2")
                      .arg(filePath(), db.lastError().text());
@@ -170,6 +188,16 @@ void EventStore::disconnect() {
         QSqlDatabase::database(connectionName_, false).close();
         QSqlDatabase::removeDatabase(connectionName_);
     }
+}
+
+QString EventStore::readFailure() {
+    QSqlQuery query(QSqlDatabase::database(connectionName_, false));
+    if (query.exec(QStringLiteral("SELECT count(*) FROM sqlite_master")) ||
+        !damageOf(query.lastError()).isEmpty()) {
+        // A damaged file is readable enough to be found damaged.
+        return QString();
+    }
+    return sqlError(query);
 }
 
 QString EventStore::damage() {

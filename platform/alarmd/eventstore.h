@@ -40,8 +40,10 @@ public:
     void failWrites(const QString& reason) { writeFault_ = reason; }
 
 private:
-    bool connect(QString* error);
+    bool connect(QString* error, bool readOnly = false);
     void disconnect();
+    // Why the open file cannot be read as it is; empty when it can.
+    QString readFailure();
     // Why the open file is no usable queue; empty when it is one.
     QString damage();
     bool moveAside(const QString& reason, QString* error);
