@@ -146,9 +146,9 @@ bool EventStore::open(QString* error) {
     }
     // WAL: a commit appends to the log, and with synchronous=NORMAL the log is
     // synced at checkpoints only. A commit thus reaches the kernel before the
-    // reply and survives kill -9 of the daemon (a power loss may undo the
-    // last ones). FULL synced every commit: about 180 adds/s instead of 1,600
-    // here, 28 s for a task with 5,000 alarms.
+    // reply and survives kill -9 of the daemon (a power loss may undo the last
+    // ones). FULL synced every commit: bench_alarmdrates filled 10,000 events
+    // at 216 adds/s with FULL and at 863 adds/s with NORMAL.
     ready = ready && openError_.isEmpty() &&
             exec(QStringLiteral("PRAGMA journal_mode=WAL"), error) &&
             exec(QStringLiteral("PRAGMA synchronous=NORMAL"), error) &&
