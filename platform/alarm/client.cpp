@@ -2,9 +2,9 @@
 
 #include <dbus/dbus.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <cstdio>
 #include <mutex>
 #include <set>
 #include <string>
