@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
+#include <set>
 #include <string>
 
 #include "codec.h"
@@ -24,6 +25,21 @@ const int callTimeoutMs = 5000;
 std::mutex connectionMutex;
 DBusConnection* connection = nullptr;
 std::string connectionAddress;
+
+// The daemon could not keep a change: the caller gets its failure return, and
+// the user the reason, once per distinct reason rather than once per call.
+const char* const storageErrorName = "org.velmar.alarmd.Error.Storage";
+std::set<std::string> reportedErrors;
+
+void reportStorageError(const DBusError& error) {
+    if (!dbus_error_has_name(&error, storageErrorName)) {
+        return;
+    }
+    const std::string message = error.message ? error.message : "";
+    if (reportedErrors.size() < 16 && reportedErrors.insert(message).second) {
+        std::fprintf(stderr, "libalarm: %s\n", message.c_str());
+    }
+}
 
 void dropConnection() {
     if (connection) {
@@ -110,6 +126,7 @@ DBusMessage* callDaemon(DBusMessage* call) {
     DBusMessage* reply =
         dbus_connection_send_with_reply_and_block(bus, call, callTimeoutMs, &error);
     dbus_message_unref(call);
+    reportStorageError(error);
     dbus_error_free(&error);
     // Nobody reads the signals the bus sends us; do not let them pile up.
     while (DBusMessage* stray = dbus_connection_pop_message(bus)) {

@@ -6,6 +6,13 @@
 #include "alarmqueue.h"
 #include "eventcodec.h"
 
+namespace {
+
+// A queue that cannot be written: an answer would promise what a restart loses.
+const QString storageError = QStringLiteral("org.velmar.alarmd.Error.Storage");
+
+} // namespace
+
 AlarmdAdaptor::AlarmdAdaptor(AlarmQueue& queue, QObject* parent)
     : QObject(parent)
     , queue_(queue) {
@@ -18,8 +25,19 @@ QString AlarmdAdaptor::caller() const {
 
 qlonglong AlarmdAdaptor::add_event(const QVariantMap& event) {
     QString refusal;
+    bool storageFailed = false;
     std::optional<AlarmEvent> decoded = EventCodec::fromDBus(event, &refusal);
-    const qint64 cookie = decoded ? queue_.add(*decoded, &refusal) : 0;
+    const qint64 cookie = decoded ? queue_.add(*decoded, &refusal, &storageFailed) : 0;
+    if (storageFailed) {
+        qWarning("pardo-alarmd: cannot keep an event from %s: %s", qPrintable(caller()),
+                 qPrintable(refusal));
+        if (calledFromDBus()) {
+            sendErrorReply(storageError, QStringLiteral("The alarm queue cannot be saved, the "
+                                                        "event was not added: %1")
+                                             .arg(refusal));
+        }
+        return 0;
+    }
     if (cookie == 0) {
         // A refusal is answered with cookie 0 alone; the reason goes to the log.
         qWarning("pardo-alarmd: refused an event from %s: %s", qPrintable(caller()),
@@ -41,7 +59,21 @@ QVariantMap AlarmdAdaptor::get_event(qlonglong cookie) {
 }
 
 bool AlarmdAdaptor::del_event(qlonglong cookie) {
-    return queue_.remove(cookie);
+    QString error;
+    if (queue_.remove(cookie, &error)) {
+        return true;
+    }
+    if (error.isEmpty()) {
+        return false;
+    }
+    qWarning("pardo-alarmd: cannot delete event %lld: %s", cookie, qPrintable(error));
+    if (calledFromDBus()) {
+        sendErrorReply(storageError,
+                       QStringLiteral("The alarm queue cannot be saved, the event was not "
+                                      "deleted: %1")
+                           .arg(error));
+    }
+    return false;
 }
 
 QList<qlonglong> AlarmdAdaptor::query_event(qlonglong first, qlonglong last, uint flagMask,

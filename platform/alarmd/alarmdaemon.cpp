@@ -28,8 +28,11 @@ AlarmDaemon::~AlarmDaemon() {
 }
 
 bool AlarmDaemon::start(QString* error) {
-    if (!store_.open(error)) {
-        return false;
+    QString storeError;
+    if (!store_.open(&storeError)) {
+        // Still served: what could be read rings, and every add or delete
+        // answers with a storage error rather than a promise a restart breaks.
+        qWarning("pardo-alarmd: %s", qPrintable(storeError));
     }
     queue_.load();
     if (!bus_.registerObject(QLatin1String(objectPath), adaptor_,

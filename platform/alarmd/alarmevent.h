@@ -39,6 +39,9 @@ struct AlarmEvent {
     // The occurrence the event waits for or shows; recurrences count from it.
     qint64 occurrence = 0;
     bool snoozed = false;
+    // Fell due with buttons and is not answered yet: its dialog is on screen
+    // or waits for a place there. Kept, so that it opens again after a restart.
+    bool dialogPending = false;
     // Local wall-clock time of `occurrence` ("yyyy-MM-ddTHH:mm:ss") for events
     // given by alarm_tm in local time, so a time-zone change can keep it.
     QString wallClock;

@@ -38,16 +38,30 @@ void AlarmQueue::load() {
     for (const AlarmEvent& event : store_.loadAll()) {
         Entry& entry = entries_[event.cookie];
         entry.event = event;
-        index(entry);
+        if (event.dialogPending) {
+            // Shown but never answered: it opens again however late, and its
+            // triggered actions, which ran when it fell due, do not run again.
+            inLine_.emplace(event.trigger, event.cookie);
+        } else {
+            index(entry);
+        }
+    }
+    if (!inLine_.empty()) {
+        QTimer::singleShot(0, this, &AlarmQueue::showWaiting);
     }
     arm();
 }
 
-qint64 AlarmQueue::add(AlarmEvent event, QString* refusal) {
+qint64 AlarmQueue::add(AlarmEvent event, QString* refusal, bool* storageFailed) {
     QString ignored;
     if (!refusal) {
         refusal = &ignored;
     }
+    bool unused = false;
+    if (!storageFailed) {
+        storageFailed = &unused;
+    }
+    *storageFailed = false;
     *refusal = EventRules::refusal(event);
     if (!refusal->isEmpty()) {
         return 0;
@@ -78,13 +92,17 @@ qint64 AlarmQueue::add(AlarmEvent event, QString* refusal) {
     }
     event.cookie = 0;
     event.snoozed = false;
+    event.dialogPending = false;
     event.occurrence = occurrence;
     event.trigger = occurrence;
     event.wallClock = event.followsLocalZone() ? Schedule::wallClockOf(occurrence) : QString();
 
-    event.cookie = store_.insert(event);
+    QString storageError;
+    event.cookie = store_.insert(event, &storageError);
     if (event.cookie <= 0) {
-        *refusal = QStringLiteral("the event could not be stored");
+        *refusal =
+            storageError.isEmpty() ? QStringLiteral("the event could not be stored") : storageError;
+        *storageFailed = true;
         return 0;
     }
     Entry& entry = entries_[event.cookie];
@@ -103,19 +121,26 @@ std::optional<AlarmEvent> AlarmQueue::event(qint64 cookie) const {
     return it->event;
 }
 
-bool AlarmQueue::remove(qint64 cookie) {
+bool AlarmQueue::remove(qint64 cookie, QString* storageError) {
     const auto it = entries_.find(cookie);
-    if (it == entries_.end() || !store_.remove(cookie)) {
+    QString error;
+    if (it == entries_.end() || !store_.remove(cookie, &error)) {
+        if (storageError) {
+            *storageError = error;
+        }
         return false;
     }
     const bool showing = it->showing;
     const AlarmEvent event = it->event;
     unindex(*it);
+    inLine_.erase({event.trigger, cookie});
     entries_.erase(it);
     if (showing) {
+        --onScreen_;
         Q_EMIT dialogWithdrawn(cookie);
     }
     runActions(event, ALARM_ACTION_WHEN_DELETED);
+    showWaiting();
     arm();
     return true;
 }
@@ -153,6 +178,8 @@ bool AlarmQueue::respond(qint64 cookie, int actionIndex) {
     }
     const AlarmAction action = it->event.actions.at(actionIndex);
     it->showing = false;
+    --onScreen_;
+    it->event.dialogPending = false;
     it->event.response = actionIndex;
     Q_EMIT dialogWithdrawn(cookie);
 
@@ -170,6 +197,7 @@ bool AlarmQueue::respond(qint64 cookie, int actionIndex) {
         serve(cookie, now);
     }
     runner_.run(action, cookie);
+    showWaiting();
     arm();
     return true;
 }
@@ -292,9 +320,11 @@ void AlarmQueue::fire(qint64 cookie, qint64 now) {
         return;
     }
     if (it->event.hasButtons()) {
-        it->showing = true;
+        // The triggered actions ran above even when the dialog has to wait
+        // for a place on screen: whoever they call hears on time.
+        it->event.dialogPending = true;
         store_.update(it->event);
-        Q_EMIT dialogRequested(cookie);
+        present(cookie);
     } else {
         serve(cookie, now);
     }
@@ -333,6 +363,7 @@ void AlarmQueue::discard(qint64 cookie) {
         return;
     }
     unindex(*it);
+    inLine_.erase({it->event.trigger, cookie});
     store_.remove(cookie);
     entries_.erase(it);
 }
@@ -341,7 +372,8 @@ void AlarmQueue::followZone() {
     // Events set in local wall-clock time keep their wall-clock time.
     for (auto it = entries_.begin(); it != entries_.end(); ++it) {
         AlarmEvent& event = it->event;
-        if (it->showing || !event.followsLocalZone() || event.wallClock.isEmpty()) {
+        if (it->showing || event.dialogPending || !event.followsLocalZone() ||
+            event.wallClock.isEmpty()) {
             continue;
         }
         const std::optional<qint64> occurrence = Schedule::fromWallClock(event.wallClock);
@@ -360,7 +392,8 @@ void AlarmQueue::followZone() {
 }
 
 void AlarmQueue::index(const Entry& entry) {
-    if (!entry.showing && !(entry.event.flags & ALARM_EVENT_DISABLED)) {
+    if (!entry.showing && !entry.event.dialogPending &&
+        !(entry.event.flags & ALARM_EVENT_DISABLED)) {
         waiting_.emplace(entry.event.trigger, entry.event.cookie);
     }
 }
@@ -383,5 +416,27 @@ void AlarmQueue::runActions(const AlarmEvent& event, quint32 when) {
         if (action.flags & when) {
             runner_.run(action, event.cookie);
         }
+    }
+}
+
+void AlarmQueue::present(qint64 cookie) {
+    const auto it = entries_.constFind(cookie);
+    if (it != entries_.cend()) {
+        inLine_.emplace(it->event.trigger, cookie);
+        showWaiting();
+    }
+}
+
+void AlarmQueue::showWaiting() {
+    while (onScreen_ < maxDialogs && !inLine_.empty()) {
+        const qint64 cookie = inLine_.begin()->second;
+        inLine_.erase(inLine_.begin());
+        const auto it = entries_.find(cookie);
+        if (it == entries_.end() || it->showing) {
+            continue;
+        }
+        it->showing = true;
+        ++onScreen_;
+        Q_EMIT dialogRequested(cookie);
     }
 }

@@ -27,11 +27,13 @@ public:
     // from the event loop by the missed-event rules.
     void load();
 
-    // The new event's cookie, or 0 with `refusal` saying why.
-    qint64 add(AlarmEvent event, QString* refusal = nullptr);
+    // The new event's cookie, or 0 with `refusal` saying why; `storageFailed`
+    // tells a queue that cannot be written from a refused event.
+    qint64 add(AlarmEvent event, QString* refusal = nullptr, bool* storageFailed = nullptr);
     std::optional<AlarmEvent> event(qint64 cookie) const;
-    // Deletes an event and closes its dialog.
-    bool remove(qint64 cookie);
+    // Deletes an event and closes its dialog; false with `storageError` set
+    // when the queue cannot be written.
+    bool remove(qint64 cookie, QString* storageError = nullptr);
     // Cookies by due time; see alarmd_event_query.
     QList<qint64> query(qint64 first, qint64 last, quint32 flagMask, quint32 flags,
                         const QString& appId) const;
@@ -39,10 +41,14 @@ public:
     // its action table; false when no dialog is open or that is no button.
     bool respond(qint64 cookie, int actionIndex);
 
+    // Its dialog is on screen.
     bool isShowing(qint64 cookie) const;
     int size() const { return int(entries_.size()); }
     // When the clock is to wake the queue next, -1 for never.
     qint64 nextWake() const { return wake_; }
+
+    // Dialogs on screen at once; further due events wait their turn.
+    static constexpr int maxDialogs = 8;
 
 Q_SIGNALS:
     // An event fell due and its triggered actions went out.
@@ -68,6 +74,9 @@ private:
     void unindex(const Entry& entry);
     void moveTo(Entry& entry, qint64 occurrence);
     void runActions(const AlarmEvent& event, quint32 when);
+    // Gives the dialog of an unanswered event a place on screen, or a place in line.
+    void present(qint64 cookie);
+    void showWaiting();
 
     Clock& clock_;
     EventStore& store_;
@@ -75,6 +84,9 @@ private:
     QHash<qint64, Entry> entries_;
     // (trigger, cookie) of every event that waits for its time.
     std::set<std::pair<qint64, qint64>> waiting_;
+    // (due time, cookie) of unanswered events whose dialogs wait for a place.
+    std::set<std::pair<qint64, qint64>> inLine_;
+    int onScreen_ = 0;
     bool processPending_ = false;
     qint64 wake_ = -1;
 };

@@ -6,6 +6,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <cmath>
 #include <limits>
 
 #include "alarmevent.h"
@@ -224,7 +225,8 @@ QVariantMap actionToDBus(const AlarmAction& action) {
 
 // JSON ---------------------------------------------------------------------
 
-// Integers go as text so that 64-bit values survive JSON's doubles.
+// Integers go as text so that 64-bit values survive JSON's doubles; so do
+// doubles JSON has no number for (nan, inf).
 QJsonObject typedToJson(const QVariant& value) {
     const QChar code = codeOf(value);
     QJsonObject object{{QStringLiteral("t"), QString(code)}};
@@ -233,7 +235,11 @@ QJsonObject typedToJson(const QVariant& value) {
         object.insert(QStringLiteral("v"), value.toBool());
         break;
     case 'd':
-        object.insert(QStringLiteral("v"), value.toDouble());
+        if (std::isfinite(value.toDouble())) {
+            object.insert(QStringLiteral("v"), value.toDouble());
+        } else {
+            object.insert(QStringLiteral("v"), QString::number(value.toDouble()));
+        }
         break;
     case 's':
         object.insert(QStringLiteral("v"), value.toString());
@@ -248,37 +254,84 @@ QJsonObject typedToJson(const QVariant& value) {
     return object;
 }
 
-QVariant typedFromJson(const QJsonValue& json) {
+// A stored integer: a decimal string, or a JSON number as older files hold
+// it; nullopt for anything else, a fraction included. Never through a double
+// when the text holds an integer: 2^53 + 1 stays itself.
+std::optional<qint64> storedInteger(const QJsonValue& value) {
+    if (value.isString()) {
+        bool ok = false;
+        const qint64 number = value.toString().toLongLong(&ok);
+        return ok ? std::optional<qint64>(number) : std::nullopt;
+    }
+    if (!value.isDouble()) {
+        return std::nullopt;
+    }
+    const QVariant exact = value.toVariant();
+    if (exact.metaType().id() == QMetaType::LongLong) {
+        return exact.toLongLong();
+    }
+    const double number = value.toDouble();
+    // 2^63 itself is out of range; the cast below would be undefined.
+    if (!std::isfinite(number) || number != std::trunc(number) || number < -0x1p63 ||
+        number >= 0x1p63) {
+        return std::nullopt;
+    }
+    return qint64(number);
+}
+
+template <typename T> std::optional<QVariant> rangedVariant(std::optional<qint64> number) {
+    if (!number || *number < qint64(std::numeric_limits<T>::min()) ||
+        *number > qint64(std::numeric_limits<T>::max())) {
+        return std::nullopt;
+    }
+    return QVariant::fromValue(T(*number));
+}
+
+// A typed value as stored; nullopt when it is damaged.
+std::optional<QVariant> typedFromJson(const QJsonValue& json) {
     const QJsonObject object = json.toObject();
     const QString code = object.value(QStringLiteral("t")).toString();
     const QJsonValue value = object.value(QStringLiteral("v"));
     if (code.size() != 1) {
-        return QVariant();
+        return std::nullopt;
     }
-    const qlonglong number = value.toString().toLongLong();
     switch (code.at(0).toLatin1()) {
     case 'y':
-        return QVariant::fromValue(uchar(number));
+        return rangedVariant<uchar>(storedInteger(value));
     case 'b':
-        return value.toBool();
+        return value.isBool() ? std::optional<QVariant>(value.toBool()) : std::nullopt;
     case 'n':
-        return QVariant::fromValue(short(number));
+        return rangedVariant<short>(storedInteger(value));
     case 'q':
-        return QVariant::fromValue(ushort(number));
+        return rangedVariant<ushort>(storedInteger(value));
     case 'i':
-        return int(number);
+        return rangedVariant<int>(storedInteger(value));
     case 'u':
-        return uint(number);
+        return rangedVariant<uint>(storedInteger(value));
     case 'x':
-        return number;
-    case 't':
-        return value.toString().toULongLong();
-    case 'd':
-        return value.toDouble();
+        return rangedVariant<qlonglong>(storedInteger(value));
+    case 't': {
+        bool ok = false;
+        const qulonglong number = value.toString().toULongLong(&ok);
+        return value.isString() && ok ? std::optional<QVariant>(number) : std::nullopt;
+    }
+    case 'd': {
+        if (value.isDouble()) {
+            return QVariant(value.toDouble());
+        }
+        bool ok = false;
+        const double number = value.toString().toDouble(&ok);
+        if (value.isString() && ok) {
+            return QVariant(number);
+        }
+        // JSON has no nan: older files wrote null for it.
+        return value.isNull() ? std::optional<QVariant>(std::numeric_limits<double>::quiet_NaN())
+                              : std::nullopt;
+    }
     case 's':
-        return value.toString();
+        return value.isString() ? std::optional<QVariant>(value.toString()) : std::nullopt;
     default:
-        return QVariant();
+        return std::nullopt;
     }
 }
 
@@ -288,15 +341,34 @@ void putText(QJsonObject& object, const char* key, const QString& value) {
     }
 }
 
+// 64-bit values go as decimal text: JSON readers turn numbers into doubles.
+void putInteger(QJsonObject& object, const char* key, qint64 value) {
+    object.insert(QLatin1String(key), QString::number(value));
+}
+
 QString getText(const QJsonObject& object, const char* key) {
     const QJsonValue value = object.value(QLatin1String(key));
     return value.isString() ? value.toString() : QString();
 }
 
-qint64 getInteger(const QJsonObject& object, const char* key, qint64 fallback) {
-    const QJsonValue value = object.value(QLatin1String(key));
-    return value.isDouble() ? qint64(value.toDouble()) : fallback;
-}
+// Reads the stored fields; a value of the wrong kind or out of its field's
+// range marks the event damaged rather than becoming some other number.
+struct StoredFields {
+    template <typename T> T integer(const QJsonObject& object, const char* key, T fallback) {
+        const QJsonValue value = object.value(QLatin1String(key));
+        if (value.isUndefined()) {
+            return fallback;
+        }
+        const std::optional<QVariant> number = rangedVariant<T>(storedInteger(value));
+        if (!number) {
+            damaged = true;
+            return fallback;
+        }
+        return number->template value<T>();
+    }
+
+    bool damaged = false;
+};
 
 } // namespace
 
@@ -463,17 +535,17 @@ QByteArray EventCodec::toJson(const AlarmEvent& event) {
     putText(object, "icon", event.icon);
     object.insert(QStringLiteral("flags"), qint64(event.flags));
     putText(object, "alarm_appid", event.appId);
-    object.insert(QStringLiteral("alarm_time"), event.alarmTime);
+    putInteger(object, "alarm_time", event.alarmTime);
     QJsonArray tm;
     for (int field : event.alarmTm) {
         tm.append(field);
     }
     object.insert(QStringLiteral("alarm_tm"), tm);
     putText(object, "alarm_tz", event.alarmTz);
-    object.insert(QStringLiteral("recur_secs"), event.recurSecs);
+    putInteger(object, "recur_secs", event.recurSecs);
     object.insert(QStringLiteral("recur_count"), event.recurCount);
-    object.insert(QStringLiteral("snooze_secs"), event.snoozeSecs);
-    object.insert(QStringLiteral("snooze_total"), event.snoozeTotal);
+    putInteger(object, "snooze_secs", event.snoozeSecs);
+    putInteger(object, "snooze_total", event.snoozeTotal);
     object.insert(QStringLiteral("response"), event.response);
     QJsonArray actions;
     for (const AlarmAction& action : event.actions) {
@@ -498,9 +570,10 @@ QByteArray EventCodec::toJson(const AlarmEvent& event) {
         attrs.insert(it.key(), typedToJson(it.value()));
     }
     object.insert(QStringLiteral("attrs"), attrs);
-    object.insert(QStringLiteral("trigger"), event.trigger);
-    object.insert(QStringLiteral("occurrence"), event.occurrence);
+    putInteger(object, "trigger", event.trigger);
+    putInteger(object, "occurrence", event.occurrence);
     object.insert(QStringLiteral("snoozed"), event.snoozed);
+    object.insert(QStringLiteral("dialog_pending"), event.dialogPending);
     putText(object, "wall_clock", event.wallClock);
     return QJsonDocument(object).toJson(QJsonDocument::Compact);
 }
@@ -512,29 +585,32 @@ std::optional<AlarmEvent> EventCodec::fromJson(const QByteArray& json, qint64 co
         return std::nullopt;
     }
     const QJsonObject object = document.object();
+    StoredFields stored;
     AlarmEvent event;
     event.cookie = cookie;
     event.title = getText(object, "title");
     event.message = getText(object, "message");
     event.sound = getText(object, "sound");
     event.icon = getText(object, "icon");
-    event.flags = quint32(getInteger(object, "flags", 0));
+    event.flags = stored.integer<quint32>(object, "flags", 0);
     event.appId = getText(object, "alarm_appid");
-    event.alarmTime = getInteger(object, "alarm_time", -1);
+    event.alarmTime = stored.integer<qint64>(object, "alarm_time", -1);
     const QJsonArray tm = object.value(QStringLiteral("alarm_tm")).toArray();
     for (int i = 0; i < tm.size() && i < int(event.alarmTm.size()); ++i) {
-        event.alarmTm[size_t(i)] = tm.at(i).toInt();
+        const std::optional<QVariant> field = rangedVariant<int>(storedInteger(tm.at(i)));
+        stored.damaged = stored.damaged || !field;
+        event.alarmTm[size_t(i)] = field ? field->toInt() : -1;
     }
     event.alarmTz = getText(object, "alarm_tz");
-    event.recurSecs = getInteger(object, "recur_secs", 0);
-    event.recurCount = qint32(getInteger(object, "recur_count", 0));
-    event.snoozeSecs = getInteger(object, "snooze_secs", 0);
-    event.snoozeTotal = getInteger(object, "snooze_total", 0);
-    event.response = qint32(getInteger(object, "response", -1));
+    event.recurSecs = stored.integer<qint64>(object, "recur_secs", 0);
+    event.recurCount = stored.integer<qint32>(object, "recur_count", 0);
+    event.snoozeSecs = stored.integer<qint64>(object, "snooze_secs", 0);
+    event.snoozeTotal = stored.integer<qint64>(object, "snooze_total", 0);
+    event.response = stored.integer<qint32>(object, "response", -1);
     for (const QJsonValue& value : object.value(QStringLiteral("actions")).toArray()) {
         const QJsonObject item = value.toObject();
         AlarmAction action;
-        action.flags = quint32(getInteger(item, "flags", 0));
+        action.flags = stored.integer<quint32>(item, "flags", 0);
         action.label = getText(item, "label");
         action.execCommand = getText(item, "exec_command");
         action.dbusInterface = getText(item, "dbus_interface");
@@ -542,18 +618,26 @@ std::optional<AlarmEvent> EventCodec::fromJson(const QByteArray& json, qint64 co
         action.dbusPath = getText(item, "dbus_path");
         action.dbusName = getText(item, "dbus_name");
         for (const QJsonValue& arg : item.value(QStringLiteral("dbus_args")).toArray()) {
-            action.dbusArgs.append(typedFromJson(arg));
+            const std::optional<QVariant> typed = typedFromJson(arg);
+            stored.damaged = stored.damaged || !typed;
+            action.dbusArgs.append(typed.value_or(QVariant()));
         }
         event.actions.append(action);
     }
     const QJsonObject attrs = object.value(QStringLiteral("attrs")).toObject();
     for (auto it = attrs.constBegin(); it != attrs.constEnd(); ++it) {
-        event.attrs.insert(it.key(), typedFromJson(it.value()));
+        const std::optional<QVariant> typed = typedFromJson(it.value());
+        stored.damaged = stored.damaged || !typed;
+        event.attrs.insert(it.key(), typed.value_or(QVariant()));
     }
-    event.trigger = getInteger(object, "trigger", 0);
-    event.occurrence = getInteger(object, "occurrence", event.trigger);
+    event.trigger = stored.integer<qint64>(object, "trigger", 0);
+    event.occurrence = stored.integer<qint64>(object, "occurrence", event.trigger);
     event.snoozed = object.value(QStringLiteral("snoozed")).toBool();
+    event.dialogPending = object.value(QStringLiteral("dialog_pending")).toBool();
     event.wallClock = getText(object, "wall_clock");
+    if (stored.damaged) {
+        return std::nullopt;
+    }
     return event;
 }
 
