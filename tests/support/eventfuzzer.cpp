@@ -423,6 +423,29 @@ QVariant EventFuzzer::anyValue(int depth) {
 }
 
 QVariantMap EventFuzzer::anyAction() {
+    if (chance(0.5)) {
+        // A well-formed call to one of the targets, so that the target alone decides.
+        const Target& target = pick(targets);
+        const std::vector<uint> whens = {whenQueued, whenTriggered, whenDeleted};
+        QVariantMap action{
+            {QStringLiteral("flags"), dbusAction | pick(whens)},
+            {QStringLiteral("dbus_path"), QString::fromLatin1(target.path)},
+            {QStringLiteral("dbus_interface"), QString::fromLatin1(target.interface)},
+            {QStringLiteral("dbus_name"), QString::fromLatin1(target.name)}};
+        if (*target.service) {
+            action.insert(QStringLiteral("dbus_service"), QString::fromLatin1(target.service));
+        }
+        QVariantList args;
+        if (qstrcmp(target.name, "ReleaseName") == 0) {
+            args << QStringLiteral("org.velmar.alarmd");
+        } else if (qstrcmp(target.name, "RequestName") == 0) {
+            args << QStringLiteral("org.velmar.pardoreminder") << 4u;
+        } else if (qstrcmp(target.name, "del_event") == 0) {
+            args << qlonglong(1 + below(40));
+        }
+        action.insert(QStringLiteral("dbus_args"), args);
+        return action;
+    }
     QVariantMap action;
     uint flags = 0;
     if (chance(0.05)) {
@@ -945,9 +968,11 @@ QStringList EventFuzzer::brokenRules(const QVariantMap& event) {
     }
     if (has("recur_secs", "x") && wide("recur_secs") > 0) {
         const int count = event.value(QStringLiteral("recur_count")).toInt();
-        if (!has("recur_count", "i") || count == 0) {
+        // A recur_count of another type breaks the type rule already.
+        if (!event.contains(QStringLiteral("recur_count")) ||
+            (has("recur_count", "i") && count == 0)) {
             broken << QStringLiteral("recurring with recur_count 0");
-        } else if (count < -1) {
+        } else if (has("recur_count", "i") && count < -1) {
             broken << QStringLiteral("recur_count below -1");
         }
     }
