@@ -162,9 +162,11 @@ void TestAlarmdFuzz::randomEventsLeaveTheQueueWhole() {
         const QDBusMessage reply =
             DaemonProcess::call(QStringLiteral("add_event"), {fuzzed.event}, 10000);
         if (DaemonProcess::isSilence(reply)) {
-            QFAIL(qPrintable(reported(QStringLiteral("add_event got no answer (%1) for %2: %3")
-                                          .arg(reply.errorName(), name, input),
-                                      accepted)));
+            QFAIL(qPrintable(reported(
+                QStringLiteral("add_event got no answer (%1) for %2: %3\nThe daemon %4. %5")
+                    .arg(reply.errorName(), name, input, daemon.howItEnded(),
+                         daemon.sanitizerReport()),
+                accepted)));
         }
         qlonglong cookie = 0;
         if (reply.type() == QDBusMessage::ReplyMessage) {
