@@ -1,6 +1,20 @@
 #include "alarm.h"
 
+#include <QtGlobal>
+
 #include "task.h"
+
+namespace {
+
+// An offset longer than the daemon's whole range of times (from 1970 to the end of 9999)
+// cannot land in it from anywhere; more units than that are as good as that many.
+constexpr qint64 kLongestOffsetSecs = 253402300799;
+
+qint64 boundedUnits(int units, qint64 unitSeconds) {
+    return qBound(qint64(0), qint64(units), kLongestOffsetSecs / unitSeconds);
+}
+
+} // namespace
 
 Alarm::Alarm(Task& task, bool isBefore, int units, Alarm::Unit unitType, const QString& description)
     : QObject(&task)
@@ -12,13 +26,19 @@ Alarm::Alarm(Task& task, bool isBefore, int units, Alarm::Unit unitType, const Q
 
 QDateTime Alarm::addAlarmOffset(const QDateTime& base) const {
     switch (unitType_) {
-    case Minutes:
-        return base.addSecs(isBefore_ ? -(units_ * 60) : units_ * 60);
-    case Hours:
-        return base.addSecs(isBefore_ ? -(units_ * 3600) : units_ * 3600);
-    case Days:
+    case Minutes: {
+        const qint64 secs = boundedUnits(units_, 60) * 60;
+        return base.addSecs(isBefore_ ? -secs : secs);
+    }
+    case Hours: {
+        const qint64 secs = boundedUnits(units_, 3600) * 3600;
+        return base.addSecs(isBefore_ ? -secs : secs);
+    }
+    case Days: {
         // Calendar days keep the time of day across daylight-saving changes.
-        return base.addDays(isBefore_ ? -units_ : units_);
+        const qint64 days = boundedUnits(units_, 86400);
+        return base.addDays(isBefore_ ? -days : days);
+    }
     }
     return base;
 }
@@ -37,7 +57,10 @@ QDateTime Alarm::countdownMoment(const QDateTime& start) const {
         unitSeconds = 86400;
         break;
     }
-    return start.addSecs(qint64(units_) * unitSeconds);
+    if (unitSeconds == 0) {
+        return start;
+    }
+    return start.addSecs(boundedUnits(units_, unitSeconds) * unitSeconds);
 }
 
 QDateTime Alarm::dueMoment() const {
