@@ -227,6 +227,10 @@ void AlarmManager::setTaskTAlarms(const Task& task) {
     // Read once per placement: the same setting holds for all of the task's alarms.
     const int snooze = getGeneralSnoozeTime();
     for (int i = 0; i < task.noOfAlarms(); ++i) {
+        if (!task.getAlarm(i)->hasUsableOffset()) {
+            warnLeftOut(task, i, "its offset is below zero or beyond ten years");
+            continue;
+        }
         // A countdown always runs forward from now, whatever isBefore says.
         const QDateTime moment = task.getAlarm(i)->countdownMoment(secondsOf(time(nullptr)));
         if (!withinDaemonTimes(moment)) {
@@ -270,6 +274,10 @@ void AlarmManager::setTaskDAlarms(const Task& task) {
     for (int i = 0; i < task.noOfAlarms(); ++i) {
         if (step > kTenYearsSecs) {
             warnLeftOut(task, i, "it repeats less often than every ten years");
+            continue;
+        }
+        if (!task.getAlarm(i)->hasUsableOffset()) {
+            warnLeftOut(task, i, "its offset is below zero or beyond ten years");
             continue;
         }
         tm moment{};

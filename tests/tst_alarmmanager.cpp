@@ -551,11 +551,13 @@ void TestAlarmManager::damagedRowValues_data() {
     QTest::newRow("2^31-1 hours after")
         << 2 << "0, 2147483647, 1" << QString() << "10" << 0 << qint64(0) << qint64(0) << true;
     QTest::newRow("-2^31 days before")
-        << 2 << "1, -2147483648, 2" << QString() << "10" << 1 << qint64(600) << qint64(0) << false;
+        << 2 << "1, -2147483648, 2" << QString() << "10" << 0 << qint64(0) << qint64(0) << true;
+    QTest::newRow("3651 days before")
+        << 2 << "1, 3651, 2" << QString() << "10" << 0 << qint64(0) << qint64(0) << true;
+    QTest::newRow("3650 days after") << 2 << "0, 3650, 2" << QString() << "10" << 1 << qint64(600)
+                                     << qint64(3650) * 86400 << false;
     QTest::newRow("countdown of 2^31-1 days")
         << 1 << "0, 2147483647, 2" << QString() << "10" << 0 << qint64(0) << qint64(0) << true;
-    QTest::newRow("countdown of 9 * 10^18 units") << 1 << "0, 9000000000000000000, 0" << QString()
-                                                  << "10" << 1 << qint64(600) << qint64(0) << false;
     QTest::newRow("every 2^31-1 days") << 2 << "0, 0, 0"
                                        << "2, 0, 2, 2147483647"
                                        << "10" << 0 << qint64(0) << qint64(0) << true;
@@ -622,7 +624,10 @@ void TestAlarmManager::damagedRowValues() {
     QCOMPARE(qint64(event->snooze_secs), snoozeSecs);
     QCOMPARE(qint64(event->recur_secs), qint64(0));
     if (type == Task::D) {
-        QCOMPARE(event->trigger, secondsOf(QDateTime(tomorrow, QTime(9, 30)).addSecs(offsetSecs)));
+        // Whole days are calendar days.
+        QCOMPARE(event->trigger, secondsOf(QDateTime(tomorrow, QTime(9, 30))
+                                               .addDays(offsetSecs / 86400)
+                                               .addSecs(offsetSecs % 86400)));
     } else {
         QVERIFY(event->alarm_time >= before + offsetSecs);
         QVERIFY(event->alarm_time <= time(nullptr) + offsetSecs);

@@ -12,6 +12,7 @@
 
 #include <limits>
 
+#include "alarmmanager.h"
 #include "daemonclient.h"
 #include "pardotest.h"
 #include "silentsounddevice.h"
@@ -178,6 +179,7 @@ private Q_SLOTS:
     void cleanup();
     void cleanupTestCase();
     void randomRowsLoadAndActivate();
+    void extremeValuesInEveryColumn();
 
 private:
     void fillRandomRows(RowMaker& maker);
@@ -331,6 +333,53 @@ void TestDamagedRows::randomRowsLoadAndActivate() {
     manager->loadTasks();
     QCOMPARE(manager->allTasks().size(), 1);
     QCOMPARE(manager->allTasks().first()->name(), QStringLiteral("Initial"));
+}
+
+void TestDamagedRows::extremeValuesInEveryColumn() {
+    // Every combination of extremes goes through the arithmetic the events are placed with,
+    // without the daemon: each alarm's moment, the end, the count and the next ring.
+    manager = std::make_unique<TaskManager>();
+    const int intMin = std::numeric_limits<int>::min();
+    const int intMax = std::numeric_limits<int>::max();
+    const QList<int> numbers{intMin, 0, 1, intMax};
+    const QDate today = QDate::currentDate();
+    const QList<QDate> dates{today, QDate(9999, 12, 31), QDate()};
+    const QList<QList<int>> weekdays{{}, {1, 4}, {0, 9, intMax}};
+    AlarmManager alarms;
+    const QDateTime now = QDateTime::currentDateTime();
+    int combinations = 0;
+    for (int repetition : {1, 2, 3, 4, 99}) {
+        for (int intervalType : {0, 1, 2, 3, 4, 5, 9}) {
+            for (int interval : numbers) {
+                for (int stop : {intMin, 2, intMax}) {
+                    for (const QDate& date : dates) {
+                        Task task(*manager, 1, QStringLiteral("x"), true, Task::D);
+                        task.setDate(date);
+                        task.setTime(QTime(2, 30));
+                        task.setRepetitionFields(
+                            repetition, stop, dates.at(combinations % 3), interval, intervalType,
+                            weekdays.at(combinations % 3), 1 + combinations % 3);
+                        const int units[] = {intMin, 99, 3650, intMax};
+                        for (int unit : {0, 1, 2, 7}) {
+                            task.addAlarm(combinations % 2 == 0, units[(combinations + unit) % 4],
+                                          Alarm::Unit(unit), QString());
+                        }
+                        task.calculateEndDateTime();
+                        task.getNumberOfRepetitionsFromDateTime(&now);
+                        task.nthRepetitionFromDateTime(now, 3);
+                        const QDateTime next = alarms.nextAlarm(task, now);
+
+                        if (next.isValid()) {
+                            QVERIFY(now < next);
+                            QVERIFY(next.toSecsSinceEpoch() <= kLastSecond);
+                        }
+                        ++combinations;
+                    }
+                }
+            }
+        }
+    }
+    qInfo("%d combinations", combinations);
 }
 
 PARDO_DBUS_TEST_MAIN(TestDamagedRows)
