@@ -224,6 +224,9 @@ int AlarmManager::getGeneralSnoozeTime() {
 }
 
 void AlarmManager::setTaskTAlarms(const Task& task) {
+    if (task.noOfAlarms() == 0) {
+        return;
+    }
     // Read once per placement: the same setting holds for all of the task's alarms.
     const int snooze = getGeneralSnoozeTime();
     for (int i = 0; i < task.noOfAlarms(); ++i) {
@@ -266,6 +269,9 @@ bool AlarmManager::populateTimeStructure(const Task& task, const Alarm& alarm, t
 }
 
 void AlarmManager::setTaskDAlarms(const Task& task) {
+    if (task.noOfAlarms() == 0) {
+        return;
+    }
     // The same for every alarm of the task: worked out once per placement.
     const int snooze = getGeneralSnoozeTime();
     const qint64 step = task.hasTrivialRepetition() ? recurSeconds(task) : 0;
