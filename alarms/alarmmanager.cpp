@@ -1,6 +1,7 @@
 #include "alarmmanager.h"
 
 #include <QDateTime>
+#include <QHash>
 #include <QSqlQuery>
 #include <QVariant>
 
@@ -24,6 +25,47 @@ const int kSnoozeButtonFlags = 0x41;
 const int kDBusButtonFlags = 0x42;
 const int kCallbackFlags = 0x1022;
 const int kRunDelayed = 0x40;
+
+// What the daemon accepts: times from 1970 to the end of 9999, snooze and repetition
+// intervals of at most ten years, strings of at most 4 KiB.
+constexpr qint64 kLastSecond = 253402300799;
+constexpr qint64 kTenYearsSecs = 10LL * 365 * 86400;
+constexpr int kLongestText = 4096;
+
+bool withinDaemonTimes(qint64 secs) {
+    return secs >= 0 && secs <= kLastSecond;
+}
+
+bool withinDaemonTimes(const QDateTime& moment) {
+    return moment.isValid() && withinDaemonTimes(moment.toSecsSinceEpoch());
+}
+
+void warnLeftOut(const Task& task, int alarmNo, const char* why) {
+    qWarning("Alarm %d of task %d left out: %s", alarmNo + 1, task.id(), why);
+}
+
+// A damaged setting may hold any number; the editor keeps it within 1..99 minutes.
+qint64 snoozeSeconds(int minutes) {
+    const qint64 bounded = qBound(qint64(0), qint64(minutes), kTenYearsSecs / 60);
+    if (bounded != minutes) {
+        qWarning("Snooze interval of %d minutes out of range; %lld minutes used instead", minutes,
+                 bounded);
+    }
+    return bounded * 60;
+}
+
+// Cut at a character boundary, so that what is left stays valid UTF-8.
+QByteArray limitedText(const QString& text) {
+    QByteArray bytes = text.toUtf8();
+    if (bytes.size() > kLongestText) {
+        int cut = kLongestText;
+        while (cut > 0 && (uchar(bytes.at(cut)) & 0xC0) == 0x80) {
+            --cut;
+        }
+        bytes.truncate(cut);
+    }
+    return bytes;
+}
 
 void addDialogActions(alarm_event_t* event) {
     alarm_action_t* stop = alarm_event_add_actions(event, 1);
@@ -70,15 +112,16 @@ alarm_event_t* createEvent(const Task& task, int alarmNo, int snoozeMinutes) {
             message += QStringLiteral(" - ") + description;
         }
     }
-    alarm_event_set_message(event, message.toUtf8().constData());
-    event->snooze_secs = snoozeMinutes * 60;
+    alarm_event_set_message(event, limitedText(message).constData());
+    event->snooze_secs = time_t(snoozeSeconds(snoozeMinutes));
     event->flags |= kRunDelayed;
     return event;
 }
 
-// The daemon repeats these by itself, a fixed number of seconds apart.
-time_t recurSeconds(const Task& task) {
-    const time_t n = task.repeatIntervalNumber();
+// The daemon repeats these by itself, a fixed number of seconds apart; 0 for an interval
+// below 1, which does not advance. An int of units times a unit fits in 64 bits.
+qint64 recurSeconds(const Task& task) {
+    const qint64 n = qMax(0, task.repeatIntervalNumber());
     switch (task.repeatIntervalType()) {
     case IntervalMinutes:
         return n * 60;
@@ -133,22 +176,42 @@ void AlarmManager::addNewAlarms(const Task& task) {
 
 void AlarmManager::deleteOldAlarms(const Task& task) {
     // Events are found again by application and task id, so events placed by
-    // earlier runs are withdrawn too.
+    // earlier runs are withdrawn too. Whose an event is never changes: an event
+    // placed or fetched before is not fetched again.
     cookie_t* ids = alarmd_event_query(0, 0, 0, 0, kAppId);
     if (!ids) {
         return;
     }
+    QHash<qint64, int> stillQueued;
     for (cookie_t* id = ids; *id != 0; ++id) {
-        alarm_event_t* event = alarmd_event_get(*id);
-        if (!event) {
-            continue;
+        int owner = 0;
+        const auto known = taskOfEvent.constFind(*id);
+        if (known != taskOfEvent.constEnd()) {
+            owner = known.value();
+        } else {
+            alarm_event_t* event = alarmd_event_get(*id);
+            if (!event) {
+                continue;
+            }
+            owner = alarm_event_get_attr_int(event, "task_id", 0);
+            alarm_event_delete(event);
         }
-        if (alarm_event_get_attr_int(event, "task_id", 0) == task.id()) {
+        if (owner == task.id()) {
             alarmd_event_del(*id);
+        } else {
+            stillQueued.insert(*id, owner);
         }
-        alarm_event_delete(event);
     }
     std::free(ids);
+    // Events that rang or went otherwise are forgotten with them.
+    taskOfEvent = stillQueued;
+}
+
+void AlarmManager::addEvent(const Task& task, const alarm_event_t* event) {
+    const cookie_t cookie = alarmd_event_add(event);
+    if (cookie > 0) {
+        taskOfEvent.insert(cookie, task.id());
+    }
 }
 
 int AlarmManager::getGeneralSnoozeTime() {
@@ -161,13 +224,26 @@ int AlarmManager::getGeneralSnoozeTime() {
 }
 
 void AlarmManager::setTaskTAlarms(const Task& task) {
+    if (task.noOfAlarms() == 0) {
+        return;
+    }
+    // Read once per placement: the same setting holds for all of the task's alarms.
+    const int snooze = getGeneralSnoozeTime();
     for (int i = 0; i < task.noOfAlarms(); ++i) {
-        alarm_event_t* event = createEvent(task, i, getGeneralSnoozeTime());
+        if (!task.getAlarm(i)->hasUsableOffset()) {
+            warnLeftOut(task, i, "its offset is below zero or beyond ten years");
+            continue;
+        }
         // A countdown always runs forward from now, whatever isBefore says.
-        event->alarm_time =
-            time_t(task.getAlarm(i)->countdownMoment(secondsOf(time(nullptr))).toSecsSinceEpoch());
+        const QDateTime moment = task.getAlarm(i)->countdownMoment(secondsOf(time(nullptr)));
+        if (!withinDaemonTimes(moment)) {
+            warnLeftOut(task, i, "its moment lies beyond the year 9999");
+            continue;
+        }
+        alarm_event_t* event = createEvent(task, i, snooze);
+        event->alarm_time = time_t(moment.toSecsSinceEpoch());
         addDialogActions(event);
-        alarmd_event_add(event);
+        addEvent(task, event);
         alarm_event_delete(event);
     }
 }
@@ -175,7 +251,7 @@ void AlarmManager::setTaskTAlarms(const Task& task) {
 bool AlarmManager::populateTimeStructure(const Task& task, const Alarm& alarm, tm& out) const {
     Q_UNUSED(task);
     const QDateTime moment = alarm.dueMoment();
-    if (!moment.isValid()) {
+    if (!withinDaemonTimes(moment)) {
         return false;
     }
     const time_t now = time(nullptr);
@@ -189,27 +265,49 @@ bool AlarmManager::populateTimeStructure(const Task& task, const Alarm& alarm, t
     // Let mktime find the daylight-saving state of that day, not of today,
     // so the alarm keeps its wall-clock time across a change.
     out.tm_isdst = -1;
-    mktime(&out);
-    return true;
+    return withinDaemonTimes(qint64(mktime(&out)));
 }
 
 void AlarmManager::setTaskDAlarms(const Task& task) {
+    if (task.noOfAlarms() == 0) {
+        return;
+    }
+    // The same for every alarm of the task: worked out once per placement.
+    const int snooze = getGeneralSnoozeTime();
+    const qint64 step = task.hasTrivialRepetition() ? recurSeconds(task) : 0;
+    const int count =
+        task.hasTrivialRepetition() ? recurCount(task, QDateTime::currentDateTime()) : 0;
     for (int i = 0; i < task.noOfAlarms(); ++i) {
-        alarm_event_t* event = createEvent(task, i, getGeneralSnoozeTime());
-        tm moment{};
-        if (populateTimeStructure(task, *task.getAlarm(i), moment)) {
-            alarm_event_set_time(event, &moment);
-            if (task.hasTrivialRepetition()) {
-                event->recur_count = recurCount(task, QDateTime::currentDateTime());
-                event->recur_secs = recurSeconds(task);
-            }
-            if (!task.hasRepetition() || task.hasTrivialRepetition()) {
-                addDialogActions(event);
-            } else {
-                addCallbackAction(event, task.id(), i);
-            }
-            alarmd_event_add(event);
+        if (step > kTenYearsSecs) {
+            warnLeftOut(task, i, "it repeats less often than every ten years");
+            continue;
         }
+        if (!task.getAlarm(i)->hasUsableOffset()) {
+            warnLeftOut(task, i, "its offset is below zero or beyond ten years");
+            continue;
+        }
+        tm moment{};
+        if (!populateTimeStructure(task, *task.getAlarm(i), moment)) {
+            // Past its repetition's end there is nothing to say; a moment the daemon
+            // cannot hold is worth a word.
+            const QDateTime due = task.getAlarm(i)->dueMoment();
+            if (due.isValid()) {
+                warnLeftOut(task, i, "its moment lies outside the years 1970 to 9999");
+            }
+            continue;
+        }
+        alarm_event_t* event = createEvent(task, i, snooze);
+        alarm_event_set_time(event, &moment);
+        if (task.hasTrivialRepetition()) {
+            event->recur_count = count;
+            event->recur_secs = time_t(step);
+        }
+        if (!task.hasRepetition() || task.hasTrivialRepetition()) {
+            addDialogActions(event);
+        } else {
+            addCallbackAction(event, task.id(), i);
+        }
+        addEvent(task, event);
         alarm_event_delete(event);
     }
 }
@@ -218,7 +316,7 @@ void AlarmManager::setDummyUIAlarmForTask(const Task& task, int alarmNo) {
     alarm_event_t* event = createEvent(task, alarmNo, getGeneralSnoozeTime());
     event->alarm_time = time(nullptr) + 1;
     addDialogActions(event);
-    alarmd_event_add(event);
+    addEvent(task, event);
     alarm_event_delete(event);
 }
 
@@ -233,6 +331,9 @@ QDateTime AlarmManager::nextAlarm(const Task& task, const QDateTime& now) const 
         QDateTime ring;
         if (task.type() == Task::T) {
             ring = alarm.countdownMoment(task.countdownStart());
+            if (!withinDaemonTimes(ring)) {
+                continue;
+            }
         } else {
             tm moment{};
             if (!populateTimeStructure(task, alarm, moment)) {
@@ -240,14 +341,20 @@ QDateTime AlarmManager::nextAlarm(const Task& task, const QDateTime& now) const 
             }
             time_t when = mktime(&moment);
             if (task.hasTrivialRepetition()) {
-                const time_t step = recurSeconds(task);
-                // The daemon refuses a repetition with nothing left to ring.
-                if (step <= 0 || recurCount(task, now) == 0) {
+                const qint64 step = recurSeconds(task);
+                if (step > kTenYearsSecs) {
                     continue;
                 }
-                // A first time already past moves on by whole steps.
-                if (when <= nowSecs) {
-                    when += ((nowSecs - when) / step + 1) * step;
+                // Without a step the event rings once; the daemon refuses a repetition with
+                // nothing left to ring.
+                if (step > 0) {
+                    if (recurCount(task, now) == 0) {
+                        continue;
+                    }
+                    // A first time already past moves on by whole steps.
+                    if (when <= nowSecs) {
+                        when += ((nowSecs - when) / step + 1) * step;
+                    }
                 }
             }
             ring = secondsOf(when);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QHash>
 #include <QObject>
 
 #include <ctime>
@@ -7,6 +8,7 @@
 class Alarm;
 class QDateTime;
 class Task;
+struct alarm_event_t;
 
 // Turns active tasks into events of the alarm daemon and withdraws them again.
 class AlarmManager : public QObject {
@@ -26,4 +28,12 @@ public:
     // The first moment after `now` at which one of the task's events rings, worked out the way
     // the events are placed and the daemon runs them; invalid when none is queued.
     QDateTime nextAlarm(const Task& task, const QDateTime& now) const;
+
+private:
+    // Hands the event to the daemon and notes whose it is.
+    void addEvent(const Task& task, const alarm_event_t* event);
+
+    // The task id of each queued event of ours seen so far, so that withdrawing a
+    // task's events need not fetch every event again.
+    QHash<qint64, int> taskOfEvent;
 };

@@ -20,6 +20,9 @@ public:
     QString description() const { return description_; }
 
     QDateTime addAlarmOffset(const QDateTime& base) const;
+    // False for units a damaged row may hold but the editor never gives: below 0, or an
+    // offset beyond ten years. Such an alarm has no moment.
+    bool hasUsableOffset() const;
     // When this alarm of a countdown started at `start` rings: the offset always runs forward,
     // in whole seconds, whatever isBefore says.
     QDateTime countdownMoment(const QDateTime& start) const;

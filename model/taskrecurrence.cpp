@@ -27,6 +27,8 @@ constexpr qint64 kMSecsPerDay = 86400000;
 constexpr qint64 kEpochJulianDay = 2440588; // 1970-01-01
 // Consecutive invalid occurrences after which a walk counts as stuck.
 constexpr int kInvalidRunLimit = 100;
+// The last day an occurrence is looked for on.
+const QDate kLastDate(9999, 12, 31);
 // How near a daylight-saving change a wall-clock time counts as touched by it.
 constexpr qint64 kChangeMarginMSecs = 60000;
 
@@ -442,7 +444,9 @@ QDateTime Walk::advanceWeekly(QDateTime cur, qint64 m) const {
     while (m > 0) {
         const QDate x = cur.date();
         const QDate target = plan.after(x, m);
-        if (!target.isValid()) {
+        // Past the year 9999 no alarm can be placed; looking for the daylight-saving
+        // changes on the way there (every 2^31 weeks, say) would take for ever.
+        if (!target.isValid() || kLastDate < target) {
             return QDateTime();
         }
         const std::optional<QDate> change = firstChangeDay(x, target, cur.time());

@@ -5,6 +5,9 @@
 #include <QSqlQuery>
 #include <QStringList>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace {
 const char* const kFileName = "pardoreminder.db.sqlite";
 }
@@ -21,7 +24,16 @@ QString DatabaseManager::databasePath() {
 bool DatabaseManager::openDatabase() {
     db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"),
                                    QString::fromLatin1(QSqlDatabase::defaultConnection));
-    db.setDatabaseName(databasePath());
+    const QString path = databasePath();
+    // Made here, owner-only, rather than by SQLite with 0644: its journals copy this mode.
+    // An empty file is an empty database to SQLite. The folder is left as it is.
+    const int fd = ::open(QFile::encodeName(path).constData(),
+                          O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    createdFile = fd >= 0;
+    if (createdFile) {
+        ::close(fd);
+    }
+    db.setDatabaseName(path);
     if (!db.open()) {
         return false;
     }
@@ -59,15 +71,34 @@ bool DatabaseManager::initializeDatabaseIfNeeded() {
         QStringLiteral("INSERT INTO alarms (id, task_id, is_before, units, unit_type, description) "
                        "VALUES (1, 1, 0, 0, 0, '')"),
     };
+    // All or nothing: a file that was there before is left exactly as it was found.
+    QSqlQuery transaction{QString(), QSqlDatabase()};
+    if (!transaction.exec(QStringLiteral("BEGIN"))) {
+        return failCreation();
+    }
     for (const QString& statement : schema) {
         QSqlQuery create{QString(), QSqlDatabase()};
         if (!create.exec(statement)) {
-            // A half-made schema is worse than none: start from an empty file next time.
-            deleteDatabase();
-            return false;
+            create.finish();
+            transaction.exec(QStringLiteral("ROLLBACK"));
+            return failCreation();
         }
     }
+    if (!transaction.exec(QStringLiteral("COMMIT"))) {
+        transaction.exec(QStringLiteral("ROLLBACK"));
+        return failCreation();
+    }
     return true;
+}
+
+bool DatabaseManager::failCreation() {
+    // Only a file this start made is ours to remove; the user's own file stays.
+    if (createdFile) {
+        deleteDatabase();
+    } else {
+        db.close();
+    }
+    return false;
 }
 
 bool DatabaseManager::deleteDatabase() {

@@ -19,6 +19,9 @@ public:
 
 private:
     bool initializeDatabaseIfNeeded();
+    bool failCreation();
 
     QSqlDatabase db;
+    // Whether this start created the file, and so may remove it again.
+    bool createdFile = false;
 };

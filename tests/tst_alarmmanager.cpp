@@ -97,6 +97,9 @@ private Q_SLOTS:
     void othersEventsAreNeverDeleted();
     void dialogEventForAlarmBeyondTheList();
     void callbackReplacesNonTrivialRepetitionsFirst();
+    void damagedRowValues_data();
+    void damagedRowValues();
+    void longMessageIsCut();
 
 private:
     Task* newTask(const QString& name, bool active, Task::Type type);
@@ -524,6 +527,124 @@ void TestAlarmManager::callbackReplacesNonTrivialRepetitionsFirst() {
 
     manager->handleAlarmTriggeredForTask(4711, 0);
     QCOMPARE(pardoEvents().size(), size_t(3));
+}
+
+void TestAlarmManager::damagedRowValues_data() {
+    QTest::addColumn<int>("type");
+    QTest::addColumn<QString>("alarm");
+    QTest::addColumn<QString>("repetition");
+    QTest::addColumn<QString>("snooze");
+    QTest::addColumn<int>("events");
+    QTest::addColumn<qint64>("snoozeSecs");
+    QTest::addColumn<qint64>("offsetSecs");
+    QTest::addColumn<bool>("warned");
+
+    const qint64 tenYears = 10LL * 365 * 86400;
+    // alarm: is_before, units, unit_type; repetition: repeat_type, repeat_units,
+    // repeat_interval_type, repeat_interval_units (none when empty).
+    QTest::newRow("snooze of 2^31-1 minutes")
+        << 1 << "0, 30, 0" << QString() << "2147483647" << 1 << tenYears << qint64(1800) << false;
+    QTest::newRow("negative snooze")
+        << 1 << "0, 30, 0" << QString() << "-5" << 1 << qint64(0) << qint64(1800) << false;
+    QTest::newRow("2^31-1 minutes before")
+        << 2 << "1, 2147483647, 0" << QString() << "10" << 0 << qint64(0) << qint64(0) << true;
+    QTest::newRow("2^31-1 hours after")
+        << 2 << "0, 2147483647, 1" << QString() << "10" << 0 << qint64(0) << qint64(0) << true;
+    QTest::newRow("-2^31 days before")
+        << 2 << "1, -2147483648, 2" << QString() << "10" << 0 << qint64(0) << qint64(0) << true;
+    QTest::newRow("3651 days before")
+        << 2 << "1, 3651, 2" << QString() << "10" << 0 << qint64(0) << qint64(0) << true;
+    QTest::newRow("3650 days after") << 2 << "0, 3650, 2" << QString() << "10" << 1 << qint64(600)
+                                     << qint64(3650) * 86400 << false;
+    QTest::newRow("countdown of 2^31-1 days")
+        << 1 << "0, 2147483647, 2" << QString() << "10" << 0 << qint64(0) << qint64(0) << true;
+    QTest::newRow("every 2^31-1 days") << 2 << "0, 0, 0"
+                                       << "2, 0, 2, 2147483647"
+                                       << "10" << 0 << qint64(0) << qint64(0) << true;
+    QTest::newRow("every -5 minutes") << 2 << "0, 0, 0"
+                                      << "2, 0, 0, -5"
+                                      << "10" << 1 << qint64(600) << qint64(0) << false;
+}
+
+void TestAlarmManager::damagedRowValues() {
+    QFETCH(int, type);
+    QFETCH(QString, alarm);
+    QFETCH(QString, repetition);
+    QFETCH(QString, snooze);
+    QFETCH(int, events);
+    QFETCH(qint64, snoozeSecs);
+    QFETCH(qint64, offsetSecs);
+    QFETCH(bool, warned);
+
+    // A dated task starts tomorrow at 09:30; a countdown starts now.
+    const QDate tomorrow = QDate::currentDate().addDays(1);
+    Task* task = newTask(QStringLiteral("Damaged"), true, Task::Type(type));
+    QVERIFY(TestDatabase::exec(QStringLiteral("INSERT INTO tasks (id, name, active, type, date, "
+                                              "time) VALUES (%1, 'Damaged', 1, %2, '%3', '09:30')")
+                                   .arg(task->id())
+                                   .arg(type)
+                                   .arg(tomorrow.toString(QStringLiteral("yyyy-MM-dd")))));
+    QVERIFY(TestDatabase::exec(QStringLiteral("INSERT INTO alarms (task_id, is_before, units, "
+                                              "unit_type, description) VALUES (%1, %2, '')")
+                                   .arg(task->id())
+                                   .arg(alarm)));
+    if (!repetition.isEmpty()) {
+        QVERIFY(TestDatabase::exec(QStringLiteral("INSERT INTO repetitions (task_id, repeat_type, "
+                                                  "repeat_units, repeat_interval_type, "
+                                                  "repeat_interval_units) VALUES (%1, %2)")
+                                       .arg(task->id())
+                                       .arg(repetition)));
+    }
+    QVERIFY(TestDatabase::exec(
+        QStringLiteral("INSERT INTO meta (name, value) VALUES ('gs_snooze_interval', '%1')")
+            .arg(snooze)));
+    task->loadDateTime();
+    task->loadAlarms();
+    task->loadRepetitions();
+
+    const QRegularExpression leftOut(
+        QStringLiteral("^Alarm 1 of task %1 left out: ").arg(task->id()));
+    if (warned) {
+        QTest::ignoreMessage(QtWarningMsg, leftOut);
+    } else {
+        QTest::failOnWarning(leftOut);
+    }
+    if (snooze != QLatin1String("10")) {
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^Snooze interval")));
+    }
+    const time_t before = time(nullptr);
+    alarms->setAlarms(*task);
+
+    std::vector<Event> placed = eventsOf(task->id());
+    QCOMPARE(int(placed.size()), events);
+    if (events == 0) {
+        return;
+    }
+    const alarm_event_t* event = placed[0].get();
+    QCOMPARE(qint64(event->snooze_secs), snoozeSecs);
+    QCOMPARE(qint64(event->recur_secs), qint64(0));
+    if (type == Task::D) {
+        // Whole days are calendar days.
+        QCOMPARE(event->trigger, secondsOf(QDateTime(tomorrow, QTime(9, 30))
+                                               .addDays(offsetSecs / 86400)
+                                               .addSecs(offsetSecs % 86400)));
+    } else {
+        QVERIFY(event->alarm_time >= before + offsetSecs);
+        QVERIFY(event->alarm_time <= time(nullptr) + offsetSecs);
+    }
+}
+
+void TestAlarmManager::longMessageIsCut() {
+    // 3,000 two-byte characters: the message is cut to 4 KiB on a character boundary.
+    const QString name = QString(3000, QChar(0xe9));
+    Task* task = newTask(name, true, Task::T);
+    task->addAlarm(false, 30, Alarm::Minutes, QStringLiteral("soon"));
+    alarms->setAlarms(*task);
+    std::vector<Event> placed = eventsOf(task->id());
+    QCOMPARE(placed.size(), size_t(1));
+    const QByteArray message(alarm_event_get_message(placed[0].get()));
+    QCOMPARE(message.size(), 4096);
+    QCOMPARE(QString::fromUtf8(message), QString(2048, QChar(0xe9)));
 }
 
 PARDO_DBUS_TEST_MAIN(TestAlarmManager)

@@ -9,6 +9,11 @@
 #include "taskmanager.h"
 #include "testdatabase.h"
 
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <csignal>
+
 namespace {
 
 const QStringList kCreateStatements{
@@ -33,6 +38,29 @@ QByteArray readFile(const QString& path) {
     return file.readAll();
 }
 
+// The permission bits of a file, or -1 when it is not there.
+int modeOf(const QString& path) {
+    struct stat info {};
+    if (::stat(QFile::encodeName(path).constData(), &info) != 0) {
+        return -1;
+    }
+    return int(info.st_mode & 07777);
+}
+
+// Files on which schema creation fails half-way through.
+void addDamagedSchemaRows() {
+    QTest::addColumn<QStringList>("statements");
+    // The version insert fails on a meta table of another shape.
+    QTest::newRow("meta of another shape") << QStringList{
+        QStringLiteral("CREATE TABLE meta (id INTEGER PRIMARY KEY, name TEXT NOT NULL)"),
+        QStringLiteral("INSERT INTO meta VALUES (7, 'mine')")};
+    // Everything up to the seed alarm goes in; that one does not fit the old alarms table.
+    QTest::newRow("no tasks, alarms of another shape") << QStringList{
+        QStringLiteral("CREATE TABLE alarms (id INTEGER PRIMARY KEY, task_id INTEGER, at TEXT)"),
+        QStringLiteral("INSERT INTO alarms VALUES (1, 1, 'tomorrow at eight')"),
+        QStringLiteral("INSERT INTO alarms VALUES (2, 1, 'monday')")};
+}
+
 } // namespace
 
 class TestDatabaseManager : public QObject {
@@ -48,7 +76,11 @@ private Q_SLOTS:
     void pathIsDirectlyInHome();
     void existingTasksTableIsAcceptedAsItIs();
     void metaWithoutTasksGetsSecondVersionRow();
-    void failedCreationDeletesTheFile();
+    void failedCreationKeepsAnExistingFile_data();
+    void failedCreationKeepsAnExistingFile();
+    void failedCreationRemovesTheFileItMade();
+    void filesAreCreatedForTheOwnerOnly();
+    void existingFileKeepsItsMode();
     void notADatabaseIsLeftUntouched();
     void startFailureShowsBoxAndExits_data();
     void startFailureShowsBoxAndExits();
@@ -169,16 +201,81 @@ void TestDatabaseManager::metaWithoutTasksGetsSecondVersionRow() {
     QCOMPARE(TestDatabase::rows(QStringLiteral("SELECT name FROM tasks")).size(), 1);
 }
 
-void TestDatabaseManager::failedCreationDeletesTheFile() {
-    // A meta table of another shape makes the version insert fail half-way.
+void TestDatabaseManager::failedCreationKeepsAnExistingFile_data() {
+    addDamagedSchemaRows();
+}
+
+void TestDatabaseManager::failedCreationKeepsAnExistingFile() {
+    QFETCH(QStringList, statements);
     const QString path = DatabaseManager::databasePath();
-    QVERIFY(TestDatabase::prepareFile(
-        path, {QStringLiteral("CREATE TABLE meta (id INTEGER PRIMARY KEY, name TEXT NOT NULL)")}));
-    QVERIFY(QFile::exists(path));
+    QVERIFY(TestDatabase::prepareFile(path, statements));
+    const QByteArray before = readFile(path);
+    QVERIFY(!before.isEmpty());
 
     manager = std::make_unique<DatabaseManager>();
     QVERIFY(!manager->openDatabase());
+    manager.reset();
+    TestDatabase::dropDefaultConnection();
+    QVERIFY(QFile::exists(path));
+    QCOMPARE(readFile(path), before);
+    QVERIFY(!QFile::exists(path + QStringLiteral("-journal")));
+}
+
+void TestDatabaseManager::failedCreationRemovesTheFileItMade() {
+    // Files may not grow past a few bytes: the new file can be made, the schema not written.
+    const QString path = DatabaseManager::databasePath();
+    rlimit saved{};
+    QVERIFY(getrlimit(RLIMIT_FSIZE, &saved) == 0);
+    rlimit small = saved;
+    small.rlim_cur = 16;
+    const auto previousHandler = std::signal(SIGXFSZ, SIG_IGN);
+    QVERIFY(setrlimit(RLIMIT_FSIZE, &small) == 0);
+    manager = std::make_unique<DatabaseManager>();
+    const bool opened = manager->openDatabase();
+    setrlimit(RLIMIT_FSIZE, &saved);
+    std::signal(SIGXFSZ, previousHandler);
+    QVERIFY(!opened);
     QVERIFY(!QFile::exists(path));
+}
+
+void TestDatabaseManager::filesAreCreatedForTheOwnerOnly() {
+    const QString home = QDir::homePath();
+    QVERIFY(QFile::setPermissions(home, QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                            QFileDevice::ExeOwner | QFileDevice::ReadGroup |
+                                            QFileDevice::ExeGroup | QFileDevice::ReadOther |
+                                            QFileDevice::ExeOther));
+    const mode_t savedMask = ::umask(022);
+    manager = std::make_unique<DatabaseManager>();
+    const bool opened = manager->openDatabase();
+    const QString path = DatabaseManager::databasePath();
+    const int fileMode = modeOf(path);
+
+    // A journal appears with the first change of a transaction.
+    QVERIFY(TestDatabase::exec(QStringLiteral("BEGIN")));
+    QVERIFY(TestDatabase::exec(QStringLiteral("UPDATE tasks SET name = 'x'")));
+    const int journalMode = modeOf(path + QStringLiteral("-journal"));
+    QVERIFY(TestDatabase::exec(QStringLiteral("ROLLBACK")));
+    // And so do the files of write-ahead logging.
+    QVERIFY(TestDatabase::exec(QStringLiteral("PRAGMA journal_mode = WAL")));
+    QVERIFY(TestDatabase::exec(QStringLiteral("UPDATE tasks SET name = 'y'")));
+    const int walMode = modeOf(path + QStringLiteral("-wal"));
+    ::umask(savedMask);
+
+    QVERIFY(opened);
+    QCOMPARE(fileMode, 0600);
+    QCOMPARE(journalMode, 0600);
+    QCOMPARE(walMode, 0600);
+    // The folder is the user's: it is neither loosened nor tightened.
+    QCOMPARE(modeOf(home), 0755);
+}
+
+void TestDatabaseManager::existingFileKeepsItsMode() {
+    const QString path = DatabaseManager::databasePath();
+    QVERIFY(TestDatabase::prepareFile(path, kCreateStatements));
+    QVERIFY(::chmod(QFile::encodeName(path).constData(), 0640) == 0);
+    manager = std::make_unique<DatabaseManager>();
+    QVERIFY(manager->openDatabase());
+    QCOMPARE(modeOf(path), 0640);
 }
 
 void TestDatabaseManager::notADatabaseIsLeftUntouched() {
@@ -227,6 +324,7 @@ void TestDatabaseManager::startFailureShowsBoxAndExits_data() {
     QTest::addColumn<QString>("setup");
     QTest::newRow("not a database") << QStringLiteral("garbage");
     QTest::newRow("home under a plain file") << QStringLiteral("unwritable");
+    QTest::newRow("damaged schema") << QStringLiteral("damaged");
 }
 
 void TestDatabaseManager::startFailureShowsBoxAndExits() {
@@ -239,6 +337,12 @@ void TestDatabaseManager::startFailureShowsBoxAndExits() {
         QFile file(home + QStringLiteral("/pardoreminder.db.sqlite"));
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write(garbage);
+    } else if (setup == QLatin1String("damaged")) {
+        const QString path = home + QStringLiteral("/pardoreminder.db.sqlite");
+        QVERIFY(TestDatabase::prepareFile(
+            path, {QStringLiteral("CREATE TABLE alarms (id INTEGER PRIMARY KEY, at TEXT)"),
+                   QStringLiteral("INSERT INTO alarms VALUES (1, 'tomorrow')")}));
+        garbage = readFile(path);
     } else {
         // Even root cannot create a file below a plain file.
         QFile file(home + QStringLiteral("/plainfile"));
