@@ -28,9 +28,9 @@ const int kRunDelayed = 0x40;
 
 // What the daemon accepts: times from 1970 to the end of 9999, snooze and repetition
 // intervals of at most ten years, strings of at most 4 KiB.
-constexpr qint64 kLastSecond = 253402300799;
-constexpr qint64 kTenYearsSecs = 10LL * 365 * 86400;
-constexpr int kLongestText = 4096;
+constexpr qint64 kLastSecond = ALARMD_MAX_TIME;
+constexpr qint64 kTenYearsSecs = ALARMD_MAX_INTERVAL_SECS;
+constexpr int kLongestText = ALARMD_MAX_TEXT_BYTES;
 
 bool withinDaemonTimes(qint64 secs) {
     return secs >= 0 && secs <= kLastSecond;

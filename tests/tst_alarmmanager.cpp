@@ -539,7 +539,7 @@ void TestAlarmManager::damagedRowValues_data() {
     QTest::addColumn<qint64>("offsetSecs");
     QTest::addColumn<bool>("warned");
 
-    const qint64 tenYears = 10LL * 365 * 86400;
+    const qint64 tenYears = ALARMD_MAX_INTERVAL_SECS;
     // alarm: is_before, units, unit_type; repetition: repeat_type, repeat_units,
     // repeat_interval_type, repeat_interval_units (none when empty).
     QTest::newRow("snooze of 2^31-1 minutes")

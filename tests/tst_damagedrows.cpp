@@ -29,8 +29,8 @@ const QString kDaemon = QStringLiteral("org.velmar.alarmd");
 const quint32 kDefaultSeed = 20260512;
 const qint64 kBudgetMs = 4000;
 
-const qint64 kLastSecond = 253402300799;
-const qint64 kTenYears = 10LL * 365 * 86400;
+const qint64 kLastSecond = ALARMD_MAX_TIME;
+const qint64 kTenYears = ALARMD_MAX_INTERVAL_SECS;
 
 class RowMaker {
 public:

@@ -287,7 +287,7 @@ bool TestAlarmdChaos::ringsGone() {
 
 void TestAlarmdChaos::killsLoseNothingAcknowledged() {
     const int rounds = setting("PARDO_CHAOS_ROUNDS", 200);
-    const int budgetMs = setting("PARDO_CHAOS_MS", 30000);
+    const int budgetMs = setting("PARDO_CHAOS_MS", 90000);
     qInfo("seed %llu (PARDO_FUZZ_SEED), at most %d rounds (PARDO_CHAOS_ROUNDS) in %d ms "
           "(PARDO_CHAOS_MS)",
           seed(), rounds, budgetMs);
