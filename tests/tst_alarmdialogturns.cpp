@@ -12,6 +12,7 @@
 #include "eventstore.h"
 #include "manualclock.h"
 #include "pardotest.h"
+#include "queuefeed.h"
 #include "silentsounddevice.h"
 
 namespace {
@@ -112,12 +113,7 @@ void TestAlarmDialogTurns::startDaemon() {
 }
 
 qint64 TestAlarmDialogTurns::add(const AlarmEvent& event) {
-    QString refusal;
-    const qint64 cookie = daemon->queue().add(event, &refusal);
-    if (cookie == 0) {
-        qWarning("refused: %s", qPrintable(refusal));
-    }
-    return cookie;
+    return QueueFeed::add(daemon->queue(), event);
 }
 
 QList<qint64> TestAlarmDialogTurns::onScreen() const {

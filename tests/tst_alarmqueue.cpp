@@ -16,6 +16,7 @@
 #include "eventcodec.h"
 #include "manualclock.h"
 #include "pardotest.h"
+#include "queuefeed.h"
 #include "silentsounddevice.h"
 
 Q_DECLARE_METATYPE(AlarmEvent)
@@ -224,12 +225,7 @@ void TestAlarmQueue::startDaemon() {
 }
 
 qint64 TestAlarmQueue::add(const AlarmEvent& event) {
-    QString refusal;
-    const qint64 cookie = daemon->queue().add(event, &refusal);
-    if (cookie == 0) {
-        qWarning("refused: %s", qPrintable(refusal));
-    }
-    return cookie;
+    return QueueFeed::add(daemon->queue(), event);
 }
 
 qint64 TestAlarmQueue::triggerOf(qint64 cookie) const {

@@ -1081,29 +1081,26 @@ QString EventFuzzer::describe(const QVariant& value) {
     if (type == QMetaType::fromType<QDBusUnixFileDescriptor>()) {
         return QStringLiteral("h:fd");
     }
-    if (type == QMetaType::fromType<QList<int>>()) {
+    // The first few items of a typed list, and how many it held.
+    const auto listed = [](const QString& prefix, const auto& list, int shown, const auto& item) {
         QStringList items;
-        const QList<int> list = value.value<QList<int>>();
-        for (int i = 0; i < list.size() && i < 9; ++i) {
-            items << QString::number(list.at(i));
+        for (int i = 0; i < list.size() && i < shown; ++i) {
+            items << item(list.at(i));
         }
-        return QStringLiteral("ai[") + join(items, int(list.size())) + QLatin1Char(']');
+        return prefix + QLatin1Char('[') + join(items, int(list.size())) + QLatin1Char(']');
+    };
+    const auto number = [](auto n) {
+        return QString::number(n);
+    };
+    if (type == QMetaType::fromType<QList<int>>()) {
+        return listed(QStringLiteral("ai"), value.value<QList<int>>(), 9, number);
     }
     if (type == QMetaType::fromType<QList<qlonglong>>()) {
-        QStringList items;
-        const QList<qlonglong> list = value.value<QList<qlonglong>>();
-        for (int i = 0; i < list.size() && i < 8; ++i) {
-            items << QString::number(list.at(i));
-        }
-        return QStringLiteral("ax[") + join(items, int(list.size())) + QLatin1Char(']');
+        return listed(QStringLiteral("ax"), value.value<QList<qlonglong>>(), 8, number);
     }
     if (type == QMetaType::fromType<QList<QVariantMap>>()) {
-        QStringList items;
-        const QList<QVariantMap> list = value.value<QList<QVariantMap>>();
-        for (int i = 0; i < list.size() && i < 8; ++i) {
-            items << describe(list.at(i));
-        }
-        return QStringLiteral("aa{sv}[") + join(items, int(list.size())) + QLatin1Char(']');
+        return listed(QStringLiteral("aa{sv}"), value.value<QList<QVariantMap>>(), 8,
+                      [](const QVariantMap& map) { return describe(map); });
     }
     switch (type.id()) {
     case QMetaType::QVariantMap: {
