@@ -15,15 +15,12 @@
 #include <alarmd/libalarm.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <ctime>
 #include <functional>
 #include <vector>
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include "alarmdfixture.h"
+#include "bothzones.h"
 #include "mainwindow.h"
 #include "task.h"
 #include "taskmanager.h"
@@ -93,38 +90,11 @@ Phase timedInLoop(const char* name, const std::function<void()>& step) {
     return {name, timer.nsecsElapsed() / 1e6, cpuEnd - cpuStart, pardoEvents()};
 }
 
-// Most users run with TZ unset, the zone read from /etc/localtime; both ways
-// are measured, each in a fresh process with its own daemon.
-int runBothZones(char** argv) {
-    int failed = 0;
-    for (const char* zone : {static_cast<const char*>(nullptr), "Europe/Berlin"}) {
-        std::fflush(stdout);
-        const pid_t child = fork();
-        if (child == 0) {
-            if (zone) {
-                setenv("TZ", zone, 1);
-            } else {
-                unsetenv("TZ");
-            }
-            setenv("PARDO_BENCH_ONE_ZONE", "1", 1);
-            execv("/proc/self/exe", argv);
-            _exit(127);
-        }
-        int status = 0;
-        if (child < 0 || waitpid(child, &status, 0) != child || !WIFEXITED(status) ||
-            WEXITSTATUS(status) != 0) {
-            failed = 1;
-        }
-        std::printf("\n");
-    }
-    return failed;
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
-    if (qEnvironmentVariableIsEmpty("PARDO_BENCH_ONE_ZONE")) {
-        return runBothZones(argv);
+    if (!BothZones::isChild()) {
+        return BothZones::run(argv);
     }
     AlarmdFixture fixture(true);
     QApplication app(argc, argv);

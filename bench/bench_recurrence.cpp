@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 
+#include "bothzones.h"
 #include "literalrecurrence.h"
 #include "task.h"
 #include "taskmanager.h"
@@ -51,6 +52,9 @@ struct Row {
 } // namespace
 
 int main(int argc, char** argv) {
+    if (!BothZones::isChild()) {
+        return BothZones::run(argv);
+    }
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
     }
@@ -153,7 +157,9 @@ int main(int argc, char** argv) {
                      QStringLiteral("both walk month by month")});
     }
 
-    out << "Occurrence queries, per call (zone " << qgetenv("TZ") << ")\n";
+    const QByteArray zone = qgetenv("TZ");
+    out << "Occurrence queries, per call (TZ " << (zone.isNull() ? QByteArray("unset") : zone)
+        << ")\n";
     out << QStringLiteral("%1 %2 %3 %4 %5  %6\n")
                .arg(QStringLiteral("query"), -55)
                .arg(QStringLiteral("walk"), 11)
