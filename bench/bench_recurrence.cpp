@@ -55,6 +55,8 @@ int main(int argc, char** argv) {
     if (!BothZones::isChild()) {
         return BothZones::run(argv);
     }
+    // As the process was started: the engine may name the zone file in TZ itself.
+    const QByteArray zone = qgetenv("TZ");
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
     }
@@ -157,7 +159,6 @@ int main(int argc, char** argv) {
                      QStringLiteral("both walk month by month")});
     }
 
-    const QByteArray zone = qgetenv("TZ");
     out << "Occurrence queries, per call (TZ " << (zone.isNull() ? QByteArray("unset") : zone)
         << ")\n";
     out << QStringLiteral("%1 %2 %3 %4 %5  %6\n")

@@ -19,7 +19,7 @@
 #include <limits>
 #include <optional>
 
-#include "localzonepin.h"
+#include "localzone.h"
 #include "util.h"
 
 namespace {
@@ -526,7 +526,7 @@ void Task::setRepetitionFields(int repetition, int stopNumber, const QDate& stop
 }
 
 QDateTime Task::nthRepetitionFromDateTime(const QDateTime& from, int n) const {
-    const LocalZonePin pin;
+    LocalZone::refresh();
     // The stop criteria are not applied here: callers compare with the end.
     if (repetition_ == RepeatNever) {
         return QDateTime();
@@ -539,12 +539,12 @@ QDateTime Task::nthRepetitionFromDateTime(const QDateTime& from, int n) const {
 }
 
 QDateTime Task::nthRepetition(int n) const {
-    const LocalZonePin pin;
+    LocalZone::refresh();
     return nthRepetitionFromDateTime(localMoment(date_, time_), n);
 }
 
 QDateTime Task::calculateEndDateTime() const {
-    const LocalZonePin pin;
+    LocalZone::refresh();
     if (type_ == T) {
         return QDateTime();
     }
@@ -622,7 +622,7 @@ QDateTime Task::calculateEndDateTime() const {
 }
 
 int Task::getNumberOfRepetitionsFromDateTime(const QDateTime* from) const {
-    const LocalZonePin pin;
+    LocalZone::refresh();
     if (repetition_ == RepeatNever) {
         return 0;
     }
