@@ -1,5 +1,7 @@
 #include "alarmmanager.h"
 
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDateTime>
 #include <QHash>
 #include <QSqlQuery>
@@ -182,6 +184,11 @@ void AlarmManager::deleteOldAlarms(const Task& task) {
     if (!ids) {
         return;
     }
+    const QString daemon = daemonNow();
+    if (daemon != daemonOfCookies) {
+        taskOfEvent.clear();
+        daemonOfCookies = daemon;
+    }
     QHash<qint64, int> stillQueued;
     for (cookie_t* id = ids; *id != 0; ++id) {
         int owner = 0;
@@ -210,8 +217,19 @@ void AlarmManager::deleteOldAlarms(const Task& task) {
 void AlarmManager::addEvent(const Task& task, const alarm_event_t* event) {
     const cookie_t cookie = alarmd_event_add(event);
     if (cookie > 0) {
+        if (daemonOfCookies.isEmpty()) {
+            daemonOfCookies = daemonNow();
+        }
         taskOfEvent.insert(cookie, task.id());
     }
+}
+
+QString AlarmManager::daemonNow() {
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected()) {
+        return QString();
+    }
+    return bus.interface()->serviceOwner(QStringLiteral("org.velmar.alarmd")).value();
 }
 
 int AlarmManager::getGeneralSnoozeTime() {

@@ -2,6 +2,7 @@
 
 #include <QHash>
 #include <QObject>
+#include <QString>
 
 #include <ctime>
 
@@ -33,7 +34,12 @@ private:
     // Hands the event to the daemon and notes whose it is.
     void addEvent(const Task& task, const alarm_event_t* event);
 
+    // The daemon's unique bus name now; empty when it does not run.
+    static QString daemonNow();
+
     // The task id of each queued event of ours seen so far, so that withdrawing a
-    // task's events need not fetch every event again.
+    // task's events need not fetch every event again. Cookies are the daemon's:
+    // one that started afresh (its queue lost) gives the same numbers to other events.
     QHash<qint64, int> taskOfEvent;
+    QString daemonOfCookies;
 };

@@ -1,4 +1,6 @@
 #include <QDateTime>
+#include <QDir>
+#include <QStandardPaths>
 
 #include "alarmmanager.h"
 #include "daemonclient.h"
@@ -95,6 +97,7 @@ private Q_SLOTS:
     void foreverRepetitionKeepsRinging_data();
     void foreverRepetitionKeepsRinging();
     void othersEventsAreNeverDeleted();
+    void freshQueueDoesNotMixUpTasks();
     void dialogEventForAlarmBeyondTheList();
     void callbackReplacesNonTrivialRepetitionsFirst();
     void damagedRowValues_data();
@@ -454,6 +457,31 @@ void TestAlarmManager::othersEventsAreNeverDeleted() {
     QCOMPARE(eventsOf(task->id()).size(), size_t(0));
     QCOMPARE(eventsOf(other->id()).size(), size_t(1));
     QCOMPARE(DaemonClient::events("OTHER").size(), size_t(1));
+}
+
+void TestAlarmManager::freshQueueDoesNotMixUpTasks() {
+    const QString queue = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+                          QStringLiteral("/pardo-alarmd");
+    // A daemon that lost its queue numbers events from 1 again.
+    const auto restartEmpty = [&queue] {
+        return DaemonClient::stopService(kDaemon) && QDir(queue).removeRecursively();
+    };
+    QVERIFY(restartEmpty());
+    Task* first = newTask(QStringLiteral("First"), true, Task::T);
+    first->addAlarm(false, 9, Alarm::Minutes, QString());
+    alarms->setAlarms(*first);
+    QCOMPARE(DaemonClient::cookies("PARDO"), (QList<cookie_t>{1}));
+
+    QVERIFY(restartEmpty());
+    // Placed by another process (a second window, a sync run): this one does not see it come.
+    Task* second = newTask(QStringLiteral("Second"), true, Task::T);
+    second->addAlarm(false, 9, Alarm::Minutes, QString());
+    AlarmManager().setAlarms(*second);
+    QCOMPARE(DaemonClient::cookies("PARDO"), (QList<cookie_t>{1}));
+
+    // Cookie 1 is the second task's now: withdrawing the first task's events leaves it.
+    alarms->deleteAlarms(*first);
+    QCOMPARE(eventsOf(second->id()).size(), size_t(1));
 }
 
 void TestAlarmManager::dialogEventForAlarmBeyondTheList() {
