@@ -2,6 +2,8 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusMetaType>
+#include <QMap>
 #include <QEvent>
 #include <QTimer>
 
@@ -30,6 +32,35 @@ bool ApplicationStart::raiseRunningInstance(const QDBusConnection& bus, int time
     // Only the instance that holds the name is meant, never a new one started for the call.
     call.setAutoStartService(false);
     return bus.call(call, QDBus::Block, timeout).type() == QDBusMessage::ReplyMessage;
+}
+
+QDBusMessage ApplicationStart::announceDisplay(const QDBusConnection& bus,
+                                               const QString& platform) {
+    if (platform != QLatin1String("xcb") && !platform.startsWith(QLatin1String("wayland"))) {
+        return QDBusMessage();
+    }
+    qDBusRegisterMetaType<QMap<QString, QString>>();
+    QMap<QString, QString> session;
+    for (const char* name :
+         {"DISPLAY", "WAYLAND_DISPLAY", "XAUTHORITY", "XDG_RUNTIME_DIR", "XDG_SESSION_TYPE"}) {
+        const QString value = qEnvironmentVariable(name);
+        if (!value.isEmpty()) {
+            session.insert(QLatin1String(name), value);
+        }
+    }
+    if (!session.contains(QStringLiteral("DISPLAY")) &&
+        !session.contains(QStringLiteral("WAYLAND_DISPLAY"))) {
+        return QDBusMessage();
+    }
+    const QString daemon = QStringLiteral("org.velmar.alarmd");
+    QDBusMessage call = QDBusMessage::createMethodCall(daemon, QStringLiteral("/org/velmar/alarmd"),
+                                                       daemon, QStringLiteral("set_display"));
+    call << QVariant::fromValue(session);
+    // Only a daemon that runs needs telling: one started later looks for the display itself.
+    call.setAutoStartService(false);
+    // Never waited for: the window does not depend on the daemon's answer.
+    bus.send(call);
+    return call;
 }
 
 void ApplicationStart::begin() {

@@ -4,6 +4,8 @@
 
 class MainWindow;
 class QDBusConnection;
+class QDBusMessage;
+class QString;
 class QTimer;
 
 // How the application comes up. Started by the user, it shows its window. Started by the
@@ -23,6 +25,11 @@ public:
     // Asks the instance that owns the name to show its window; false when it did not answer
     // within `timeout` ms, so that a hung instance cannot hang this one.
     static bool raiseRunningInstance(const QDBusConnection& bus, int timeout = defaultRaiseTimeout);
+
+    // Tells the alarm daemon, when it runs, the graphical session this application is shown
+    // in, so that alarms waiting for a display ring here. The message it sends, or an
+    // invalid one when there is no session to tell (an offscreen platform, no display).
+    static QDBusMessage announceDisplay(const QDBusConnection& bus, const QString& platform);
 
     // Shows the window, or starts waiting for calls.
     void begin();

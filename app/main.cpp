@@ -43,6 +43,8 @@ int main(int argc, char* argv[]) {
         std::exit(3);
     }
 
+    ApplicationStart::announceDisplay(bus, QGuiApplication::platformName());
+
     QObject::connect(&start, &ApplicationStart::idle, &app, &QCoreApplication::quit);
     start.begin();
     return app.exec();

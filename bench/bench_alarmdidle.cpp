@@ -1,4 +1,5 @@
-// Wake-ups of the real pardo-alarmd while idle with 1,000 events queued. The
+// Wake-ups and resident memory of the real pardo-alarmd while idle with 1,000
+// events queued (memory goal: under 10 MB). The
 // daemon's threads are counted through /proc (voluntary context switches:
 // every time a thread went to sleep and was woken again, for the timer, the
 // bus or a disk write) over a window with nothing due and one with three
@@ -12,6 +13,7 @@
 #include <alarmd/libalarm.h>
 
 #include <algorithm>
+#include <utility>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -70,6 +72,24 @@ bool addEvent(const char* appid, time_t when, bool dialog) {
     return cookie > 0;
 }
 
+// Resident memory of `pid` in kB: VmRSS, and its peak VmHWM.
+std::pair<qint64, qint64> residentKb(qint64 pid) {
+    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
+    qint64 rss = -1;
+    qint64 peak = -1;
+    if (status.open(QIODevice::ReadOnly)) {
+        for (const QByteArray& line : status.readAll().split('\n')) {
+            const QList<QByteArray> fields = line.simplified().split(' ');
+            if (fields.size() >= 2 && fields.at(0) == "VmRSS:") {
+                rss = fields.at(1).toLongLong();
+            } else if (fields.size() >= 2 && fields.at(0) == "VmHWM:") {
+                peak = fields.at(1).toLongLong();
+            }
+        }
+    }
+    return {rss, peak};
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -101,6 +121,7 @@ int main(int argc, char** argv) {
     const QMap<QString, ThreadCount> start = threadSwitches(fixture.daemonPid());
     QThread::sleep(unsigned(seconds));
     const QMap<QString, ThreadCount> middle = threadSwitches(fixture.daemonPid());
+    const std::pair<qint64, qint64> idleMemory = residentKb(fixture.daemonPid());
     QThread::sleep(unsigned(seconds));
     const QMap<QString, ThreadCount> end = threadSwitches(fixture.daemonPid());
 
@@ -123,5 +144,9 @@ int main(int argc, char** argv) {
     std::printf("%-27s %16.1f %24.1f\n", "all threads, per 60 s", idleTotal * 60.0 / seconds,
                 dueTotal * 60.0 / seconds);
     std::printf("%-27s %16.1f %24.1f\n", "per due event", 0.0, double(dueTotal) / due);
+    std::printf("\nresident memory while idle: %.1f MB (peak so far %.1f MB); goal 10 MB, "
+                "ratio %.2f\n",
+                idleMemory.first / 1024.0, idleMemory.second / 1024.0,
+                idleMemory.first / 1024.0 / 10.0);
     return 0;
 }

@@ -3,11 +3,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 
-#include <alarmd/libalarm.h>
-
 #include "accessibilitycheck.h"
-#include "alarmdialog.h"
-#include "alarmevent.h"
 #include "fingers.h"
 #include "pardotest.h"
 #include "windowopener.h"
@@ -50,23 +46,6 @@ void goTo(QWidget* window, Panel panel) {
     }
 }
 
-AlarmEvent dueEvent() {
-    AlarmEvent event;
-    event.appId = QStringLiteral("PARDO");
-    event.title = QStringLiteral("PARDO");
-    event.message = QStringLiteral("Bins out");
-    event.alarmTime = QDateTime(QDate(2031, 5, 13), QTime(7, 0)).toSecsSinceEpoch();
-    event.trigger = event.alarmTime;
-    for (const QString& label :
-         {QStringLiteral("Stop"), QStringLiteral("Snooze"), QStringLiteral("PARDO")}) {
-        AlarmAction action;
-        action.label = label;
-        action.flags = ALARM_ACTION_WHEN_RESPONDED;
-        event.actions.append(action);
-    }
-    return event;
-}
-
 int interactiveCount(QWidget* window) {
     int count = 0;
     for (QWidget* widget : window->findChildren<QWidget*>()) {
@@ -92,7 +71,6 @@ private Q_SLOTS:
     void labelsNameTheirFields_data();
     void labelsNameTheirFields();
     void alarmRowControlsAreNamed();
-    void alarmDialogIsAnAlert();
 
 private:
     QWidget* open(WindowOpener::Kind kind, Panel panel);
@@ -242,26 +220,6 @@ void TestAccessibility::alarmRowControlsAreNamed() {
     QCOMPARE(
         AccessibilityCheck::name(window->findChild<QWidget*>(QStringLiteral("descriptionEdit"))),
         QStringLiteral("Description"));
-}
-
-void TestAccessibility::alarmDialogIsAnAlert() {
-    AlarmDialog dialog(dueEvent());
-    dialog.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
-    QCOMPARE(AccessibilityCheck::role(&dialog), QAccessible::AlertMessage);
-    QCOMPARE(AccessibilityCheck::name(&dialog), QStringLiteral("PARDO"));
-    QAccessibleInterface* iface = QAccessible::queryAccessibleInterface(&dialog);
-    QVERIFY(iface->text(QAccessible::Description).contains(QStringLiteral("Bins out")));
-    QCOMPARE(dialog.buttons().size(), 3);
-    QVERIFY(interactiveCount(&dialog) >= 3);
-    PARDO_VERIFY_ALL_NAMED(&dialog);
-    QStringList names;
-    for (QPushButton* button : dialog.buttons()) {
-        names << AccessibilityCheck::name(button);
-    }
-    QCOMPARE(names, (QStringList{QStringLiteral("Stop"), QStringLiteral("Snooze"),
-                                 QStringLiteral("PARDO")}));
-    dialog.dismiss();
 }
 
 PARDO_TEST_MAIN(TestAccessibility)

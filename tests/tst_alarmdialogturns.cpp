@@ -5,7 +5,6 @@
 
 #include "actionrunner.h"
 #include "alarmdaemon.h"
-#include "alarmdialog.h"
 #include "alarmevent.h"
 #include "alarmqueue.h"
 #include "busrecorder.h"
@@ -13,6 +12,7 @@
 #include "manualclock.h"
 #include "pardotest.h"
 #include "queuefeed.h"
+#include "ringrequest.h"
 #include "silentsounddevice.h"
 
 namespace {
@@ -117,14 +117,7 @@ qint64 TestAlarmDialogTurns::add(const AlarmEvent& event) {
 }
 
 QList<qint64> TestAlarmDialogTurns::onScreen() const {
-    QList<qint64> cookies;
-    for (AlarmDialog* dialog : daemon->dialogs()) {
-        for (qint64 cookie : daemon->queue().query(0, 0, 0, 0, QString())) {
-            if (daemon->dialog(cookie) == dialog) {
-                cookies.append(cookie);
-            }
-        }
-    }
+    QList<qint64> cookies = daemon->ringing();
     std::sort(cookies.begin(), cookies.end());
     return cookies;
 }
@@ -156,28 +149,29 @@ void TestAlarmDialogTurns::unansweredDialogOpensAgainAfterARestart() {
     const qint64 cookie = add(event);
     QVERIFY(cookie > 0);
     clock->advance(60);
-    QVERIFY(daemon->dialog(cookie));
+    QVERIFY(daemon->ringing().contains(cookie));
     QTRY_COMPARE(triggeredCalls(), 1);
 
     daemon.reset();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     clock->advance(downFor);
     startDaemon();
-    QSignalSpy shown(daemon.get(), &AlarmDaemon::dialogShown);
-    QTRY_VERIFY(daemon->dialog(cookie));
+    QSignalSpy shown(&daemon->queue(), &AlarmQueue::dialogRequested);
+    QTRY_VERIFY(daemon->ringing().contains(cookie));
     QCOMPARE(shown.count(), 1);
-    QCOMPARE(daemon->dialog(cookie)->messageText(), QStringLiteral("Unanswered"));
+    QCOMPARE(AlarmDaemon::ringOf(*daemon->queue().event(cookie)).message,
+             QStringLiteral("Unanswered"));
     QCOMPARE(daemon->queue().event(cookie)->occurrence, startMoment() + 60);
     // Its triggered actions ran when it fell due, not again.
     QTest::qWait(200);
     QCOMPARE(triggeredCalls(), 1);
 
     QVERIFY(daemon->queue().respond(cookie, 0));
-    QVERIFY(!daemon->dialog(cookie));
+    QVERIFY(!daemon->ringing().contains(cookie));
     daemon.reset();
     startDaemon();
     QTest::qWait(100);
-    QVERIFY(daemon->dialogs().isEmpty());
+    QVERIFY(daemon->ringing().isEmpty());
     QCOMPARE(bool(daemon->queue().event(cookie)), recurSecs > 0);
 }
 
@@ -196,13 +190,13 @@ void TestAlarmDialogTurns::atMostEightDialogsTheRestInOrder() {
         const qint64 dueB = daemon->queue().event(b)->trigger;
         return dueA != dueB ? dueA < dueB : a < b;
     });
-    QSignalSpy shown(daemon.get(), &AlarmDaemon::dialogShown);
+    QSignalSpy shown(&daemon->queue(), &AlarmQueue::dialogRequested);
     for (int minute = 0; minute < 10; ++minute) {
         clock->advance(60);
     }
     // Every one fell due: their triggered actions ran, whether shown or waiting.
     QTRY_COMPARE(triggeredCalls(), 20);
-    QCOMPARE(daemon->dialogs().size(), AlarmQueue::maxDialogs);
+    QCOMPARE(daemon->ringing().size(), AlarmQueue::maxDialogs);
     QList<qint64> expected = turns.mid(0, 8);
     std::sort(expected.begin(), expected.end());
     QCOMPARE(onScreen(), expected);
@@ -211,7 +205,7 @@ void TestAlarmDialogTurns::atMostEightDialogsTheRestInOrder() {
     QVERIFY(!daemon->queue().isShowing(turns[8]));
 
     QList<qint64> answered;
-    while (!daemon->dialogs().isEmpty()) {
+    while (!daemon->ringing().isEmpty()) {
         const QList<qint64> open = onScreen();
         QVERIFY(open.size() <= AlarmQueue::maxDialogs);
         // Answer the one longest on screen.
@@ -220,9 +214,9 @@ void TestAlarmDialogTurns::atMostEightDialogsTheRestInOrder() {
         QVERIFY(daemon->queue().respond(next, 0));
         answered.append(next);
         const int waiting = 20 - int(answered.size());
-        QCOMPARE(daemon->dialogs().size(), std::min(waiting, AlarmQueue::maxDialogs));
+        QCOMPARE(daemon->ringing().size(), std::min(waiting, AlarmQueue::maxDialogs));
         if (waiting >= AlarmQueue::maxDialogs) {
-            QVERIFY(daemon->dialog(turns[answered.size() + 7]));
+            QVERIFY(daemon->ringing().contains(turns[answered.size() + 7]));
         }
     }
     QCOMPARE(answered, turns);
@@ -246,8 +240,8 @@ void TestAlarmDialogTurns::deletingMakesRoomOrLeavesTheLine() {
     QCOMPARE(onScreen(), cookies.mid(1, 7) + QList<qint64>{cookies[9]});
     // A snooze makes room as well, and the snoozed one queues again when it is due.
     QVERIFY(daemon->queue().respond(cookies[1], 1));
-    QCOMPARE(daemon->dialogs().size(), 7);
-    QVERIFY(!daemon->dialog(cookies[1]));
+    QCOMPARE(daemon->ringing().size(), 7);
+    QVERIFY(!daemon->ringing().contains(cookies[1]));
 }
 
 void TestAlarmDialogTurns::waitingDialogsSurviveARestart() {
@@ -263,12 +257,12 @@ void TestAlarmDialogTurns::waitingDialogsSurviveARestart() {
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     clock->advance(2 * 86400);
     startDaemon();
-    QTRY_COMPARE(daemon->dialogs().size(), AlarmQueue::maxDialogs);
+    QTRY_COMPARE(daemon->ringing().size(), AlarmQueue::maxDialogs);
     QCOMPARE(onScreen(), cookies.mid(0, 8));
     for (int i = 0; i < 12; ++i) {
         QVERIFY(daemon->queue().respond(cookies[i], 0));
     }
-    QVERIFY(daemon->dialogs().isEmpty());
+    QVERIFY(daemon->ringing().isEmpty());
     QCOMPARE(daemon->queue().size(), 0);
     QTest::qWait(100);
     QCOMPARE(triggeredCalls(), 12);

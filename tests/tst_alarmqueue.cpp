@@ -9,7 +9,7 @@
 #include <random>
 
 #include "alarmdaemon.h"
-#include "alarmdialog.h"
+#include "ringrequest.h"
 #include "alarmevent.h"
 #include "alarmqueue.h"
 #include "busrecorder.h"
@@ -790,7 +790,7 @@ void TestAlarmQueue::lessThanAMinuteLateTriggersAtOnce() {
     QCOMPARE(triggered.count(), 0); // not before the reply has gone out
     QTRY_COMPARE(triggered.count(), 1);
     QVERIFY(daemon->queue().isShowing(cookie));
-    QVERIFY(daemon->dialog(cookie));
+    QVERIFY(daemon->ringing().contains(cookie));
 }
 
 void TestAlarmQueue::triggeredActionsCallWithTheirArguments() {
@@ -882,7 +882,7 @@ void TestAlarmQueue::recurrenceCount() {
     for (int i = 1; i <= count + 2; ++i) {
         clock->advance(300);
         if (withDialog && daemon->queue().isShowing(cookie)) {
-            QVERIFY(daemon->dialog(cookie));
+            QVERIFY(daemon->ringing().contains(cookie));
             QVERIFY(daemon->queue().respond(cookie, 0));
         }
         if (i < count) {
@@ -936,10 +936,10 @@ void TestAlarmQueue::snooze() {
     QVERIFY(cookie > 0);
 
     clock->advance(60);
-    QVERIFY(daemon->dialog(cookie));
+    QVERIFY(daemon->ringing().contains(cookie));
     QTRY_COMPARE(recorder->callsTo(recorderPath).size(), 1);
     QVERIFY(daemon->queue().respond(cookie, 2)); // Snooze
-    QVERIFY(!daemon->dialog(cookie));
+    QVERIFY(!daemon->ringing().contains(cookie));
     std::optional<AlarmEvent> snoozed = daemon->queue().event(cookie);
     QCOMPARE(snoozed->trigger, first + interval);
     QCOMPARE(snoozed->snoozeTotal, interval);
@@ -948,9 +948,9 @@ void TestAlarmQueue::snooze() {
     QCOMPARE(clock->wakeTime(), first + interval);
 
     clock->advance(interval - 1);
-    QVERIFY(!daemon->dialog(cookie));
+    QVERIFY(!daemon->ringing().contains(cookie));
     clock->advance(1);
-    QVERIFY(daemon->dialog(cookie));
+    QVERIFY(daemon->ringing().contains(cookie));
     // Showing it again runs no triggered action a second time.
     QCoreApplication::processEvents();
     QCOMPARE(recorder->callsTo(recorderPath).size(), 1);
@@ -1034,13 +1034,10 @@ void TestAlarmQueue::missed() {
 void TestAlarmQueue::deletingClosesItsDialog() {
     const qint64 cookie = add(dialogEvent(startMoment() + 60));
     clock->advance(60);
-    QPointer<AlarmDialog> dialog = daemon->dialog(cookie);
-    QVERIFY(dialog);
-    QVERIFY(dialog->isVisible());
+    QVERIFY(daemon->ringing().contains(cookie));
     QVERIFY(daemon->queue().remove(cookie));
-    QVERIFY(!daemon->dialog(cookie));
+    QVERIFY(!daemon->ringing().contains(cookie));
     QVERIFY(!daemon->queue().isShowing(cookie));
-    QTRY_VERIFY(!dialog);
     QVERIFY(!daemon->queue().remove(cookie));
 }
 
@@ -1052,14 +1049,16 @@ void TestAlarmQueue::severalDueEventsEachGetADialog() {
         cookies << add(event);
     }
     clock->advance(60);
-    QCOMPARE(daemon->dialogs().size(), 3);
+    QCOMPARE(daemon->ringing().size(), 3);
     for (int i = 0; i < 3; ++i) {
-        QCOMPARE(daemon->dialog(cookies[i])->messageText(), QStringLiteral("Alarm %1").arg(i));
+        QVERIFY(daemon->ringing().contains(cookies[i]));
+        QCOMPARE(AlarmDaemon::ringOf(*daemon->queue().event(cookies[i])).message,
+                 QStringLiteral("Alarm %1").arg(i));
     }
     QVERIFY(daemon->queue().respond(cookies[1], 0));
-    QCOMPARE(daemon->dialogs().size(), 2);
-    QVERIFY(daemon->dialog(cookies[0]));
-    QVERIFY(daemon->dialog(cookies[2]));
+    QCOMPARE(daemon->ringing().size(), 2);
+    QVERIFY(daemon->ringing().contains(cookies[0]));
+    QVERIFY(daemon->ringing().contains(cookies[2]));
 }
 
 void TestAlarmQueue::restartRestoresTheQueue() {
@@ -1099,7 +1098,7 @@ void TestAlarmQueue::restartRestoresTheQueue() {
     QCOMPARE(clock->wakeTime(), startMoment() + 60 + 600);
     // And it goes on as before: the snooze ends.
     clock->advance(600);
-    QVERIFY(daemon->dialog(snoozed));
+    QVERIFY(daemon->ringing().contains(snoozed));
 }
 
 void TestAlarmQueue::cookiesAreNeverReused() {

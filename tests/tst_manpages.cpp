@@ -46,8 +46,10 @@ void TestManPages::pages_data() {
                                       "application) -> ax cookies"),
                        QStringLiteral("respond(x cookie, i action) -> b"),
                        QStringLiteral("org.velmar.alarmd.Error.UnknownCookie"),
+                       QStringLiteral("set_display(a{ss} session) -> b"),
                        QStringLiteral("XDG_DATA_HOME"),
-                       QStringLiteral("QT_QPA_PLATFORM"),
+                       QStringLiteral("org.freedesktop.Notifications"),
+                       QStringLiteral("pardo-alarm-ui(1)"),
                        QStringLiteral("pardo-reminder(1)")};
 }
 

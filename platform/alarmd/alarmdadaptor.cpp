@@ -1,10 +1,12 @@
 #include "alarmdadaptor.h"
 
 #include <QDBusMessage>
+#include <QDBusMetaType>
 
 #include "alarmevent.h"
 #include "alarmqueue.h"
 #include "eventcodec.h"
+#include "ringdispatcher.h"
 
 namespace {
 
@@ -13,10 +15,12 @@ const QString storageError = QStringLiteral("org.velmar.alarmd.Error.Storage");
 
 } // namespace
 
-AlarmdAdaptor::AlarmdAdaptor(AlarmQueue& queue, QObject* parent)
+AlarmdAdaptor::AlarmdAdaptor(AlarmQueue& queue, RingDispatcher& rings, QObject* parent)
     : QObject(parent)
-    , queue_(queue) {
+    , queue_(queue)
+    , rings_(rings) {
     EventCodec::registerDBusTypes();
+    qDBusRegisterMetaType<QMap<QString, QString>>();
 }
 
 QString AlarmdAdaptor::caller() const {
@@ -84,4 +88,17 @@ QList<qlonglong> AlarmdAdaptor::query_event(qlonglong first, qlonglong last, uin
 
 bool AlarmdAdaptor::respond(qlonglong cookie, int actionIndex) {
     return queue_.respond(cookie, actionIndex);
+}
+
+bool AlarmdAdaptor::set_display(const QMap<QString, QString>& environment) {
+    QString error;
+    if (rings_.announce(environment, &error)) {
+        return true;
+    }
+    qWarning("pardo-alarmd: refused a display from %s: %s", qPrintable(caller()),
+             qPrintable(error));
+    if (calledFromDBus()) {
+        sendErrorReply(QStringLiteral("org.freedesktop.DBus.Error.InvalidArgs"), error);
+    }
+    return false;
 }

@@ -1,10 +1,11 @@
 #include "alarmdaemon.h"
 
 #include <QDBusError>
-#include <QPushButton>
+#include <QProcessEnvironment>
 
 #include "alarmdadaptor.h"
-#include "alarmdialog.h"
+#include "ringdispatcher.h"
+#include "ringrequest.h"
 
 AlarmDaemon::AlarmDaemon(Clock& clock, const QString& folder, const QDBusConnection& bus,
                          QObject* parent)
@@ -13,17 +14,18 @@ AlarmDaemon::AlarmDaemon(Clock& clock, const QString& folder, const QDBusConnect
     , store_(folder)
     , runner_(bus)
     , queue_(clock, store_, runner_)
-    , adaptor_(new AlarmdAdaptor(queue_, this)) {
-    connect(&queue_, &AlarmQueue::dialogRequested, this, &AlarmDaemon::openDialog);
-    connect(&queue_, &AlarmQueue::dialogWithdrawn, this, &AlarmDaemon::closeDialog);
+    , rings_(new RingDispatcher(bus, QProcessEnvironment::systemEnvironment(), this))
+    , adaptor_(new AlarmdAdaptor(queue_, *rings_, this)) {
+    connect(&queue_, &AlarmQueue::dialogRequested, this, &AlarmDaemon::openRing);
+    connect(&queue_, &AlarmQueue::dialogWithdrawn, this, &AlarmDaemon::closeRing);
+    connect(rings_, &RingDispatcher::shown, this, &AlarmDaemon::dialogShown);
+    connect(rings_, &RingDispatcher::answered, this,
+            [this](qint64 cookie, int actionIndex) { queue_.respond(cookie, actionIndex); });
 }
 
 AlarmDaemon::~AlarmDaemon() {
     if (registered_) {
         bus_.unregisterObject(QLatin1String(objectPath));
-    }
-    for (const QPointer<AlarmDialog>& dialog : std::as_const(dialogs_)) {
-        delete dialog.data();
     }
 }
 
@@ -45,44 +47,39 @@ bool AlarmDaemon::start(QString* error) {
     return true;
 }
 
-AlarmDialog* AlarmDaemon::dialog(qint64 cookie) const {
-    return dialogs_.value(cookie).data();
+QList<qint64> AlarmDaemon::ringing() const {
+    return rings_->ringing();
 }
 
-QList<AlarmDialog*> AlarmDaemon::dialogs() const {
-    QList<AlarmDialog*> open;
-    for (const QPointer<AlarmDialog>& dialog : dialogs_) {
-        if (dialog) {
-            open.append(dialog.data());
+RingRequest AlarmDaemon::ringOf(const AlarmEvent& event) {
+    RingRequest ring;
+    ring.cookie = event.cookie;
+    ring.title = event.title;
+    ring.trigger = event.trigger;
+    ring.message = event.message;
+    ring.sound = event.sound;
+    ring.snoozeSecs = event.snoozeInterval();
+    for (int i = 0; i < event.actions.size(); ++i) {
+        const AlarmAction& action = event.actions.at(i);
+        if (action.isButton()) {
+            ring.buttons.append(RingButton{i, action.label, action.isSnooze()});
         }
     }
-    return open;
+    return ring;
 }
 
-void AlarmDaemon::openDialog(qint64 cookie) {
+void AlarmDaemon::openRing(qint64 cookie) {
     const std::optional<AlarmEvent> event = queue_.event(cookie);
     if (!event) {
         return;
     }
-    closeDialog(cookie);
-    auto* dialog = new AlarmDialog(*event);
-    dialogs_.insert(cookie, dialog);
-    connect(dialog, &AlarmDialog::answered, this,
-            [this, cookie](int actionIndex) { queue_.respond(cookie, actionIndex); });
-    dialog->show();
-    dialog->raise();
-    dialog->activateWindow();
+    rings_->ring(ringOf(*event));
     sound_.start(event->sound);
-    Q_EMIT dialogShown(cookie);
 }
 
-void AlarmDaemon::closeDialog(qint64 cookie) {
-    const QPointer<AlarmDialog> dialog = dialogs_.take(cookie);
-    if (dialog) {
-        dialog->dismiss();
-        dialog->deleteLater();
-    }
-    if (dialogs_.isEmpty()) {
+void AlarmDaemon::closeRing(qint64 cookie) {
+    rings_->withdraw(cookie);
+    if (rings_->ringing().isEmpty()) {
         sound_.stop();
     }
 }

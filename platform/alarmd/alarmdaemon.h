@@ -1,21 +1,22 @@
 #pragma once
 
 #include <QDBusConnection>
-#include <QHash>
+#include <QList>
 #include <QObject>
-#include <QPointer>
 
 #include "actionrunner.h"
 #include "alarmqueue.h"
 #include "alarmsound.h"
 #include "eventstore.h"
 
-class AlarmDialog;
 class AlarmdAdaptor;
 class Clock;
+class RingDispatcher;
+struct RingRequest;
 
 // The daemon put together: the stored queue on the given clock, its face on
-// the bus, and a dialog with the alarm sound for each event that is due.
+// the bus, and a ring with the alarm sound for each event that is due, shown
+// wherever the user is at that moment.
 class AlarmDaemon : public QObject {
     Q_OBJECT
 public:
@@ -32,22 +33,28 @@ public:
 
     AlarmQueue& queue() { return queue_; }
     AlarmSound& sound() { return sound_; }
-    AlarmDialog* dialog(qint64 cookie) const;
-    QList<AlarmDialog*> dialogs() const;
+    RingDispatcher& rings() { return *rings_; }
+    // Cookies of the events whose ring is due and unanswered: on screen, out as
+    // a notification, or waiting for a place to be shown.
+    QList<qint64> ringing() const;
+
+    // What the ring of a queued event shows.
+    static RingRequest ringOf(const AlarmEvent& event);
 
 Q_SIGNALS:
+    // The ring of `cookie` is in front of the user.
     void dialogShown(qint64 cookie);
 
 private:
-    void openDialog(qint64 cookie);
-    void closeDialog(qint64 cookie);
+    void openRing(qint64 cookie);
+    void closeRing(qint64 cookie);
 
     QDBusConnection bus_;
     EventStore store_;
     ActionRunner runner_;
     AlarmQueue queue_;
     AlarmSound sound_;
+    RingDispatcher* rings_ = nullptr;
     AlarmdAdaptor* adaptor_ = nullptr;
-    QHash<qint64, QPointer<AlarmDialog>> dialogs_;
     bool registered_ = false;
 };

@@ -49,15 +49,18 @@ QString spelling(const QStringList& arguments, const QString& name) {
 
 } // namespace
 
-CommandLine::CommandLine(const QString& name, const QString& description)
+CommandLine::CommandLine(const QString& name, const QString& description, Kind kind)
     : name_(name)
     , help_({QStringLiteral("h"), QStringLiteral("help")},
             QStringLiteral("Displays this help and exits."))
     , version_({QStringLiteral("v"), QStringLiteral("version")},
                QStringLiteral("Displays the version and exits.")) {
     parser_.setApplicationDescription(
-        description +
-        QStringLiteral("\nQt's own options (-platform, -style, -reverse, ...) work as usual."));
+        kind == WithWindows
+            ? description +
+                  QStringLiteral(
+                      "\nQt's own options (-platform, -style, -reverse, ...) work as usual.")
+            : description);
     // Qt's options are single-dash words; "-platform" must not read as "-p -l -a ...".
     parser_.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
     parser_.addOption(help_);

@@ -7,13 +7,15 @@
 
 #include <optional>
 
-// The daemon's command line: --help and --version of its own, and
-// Qt's options (-platform, -style, ...), which the application object takes.
-// A usage error ends the program with status 2.
+// A program's command line: --help and --version of its own, and for a program
+// with windows Qt's options (-platform, -style, ...), which the application
+// object takes. A usage error ends the program with status 2.
 class CommandLine {
 public:
+    enum Kind { WithoutWindows, WithWindows };
+
     // `name` starts every message; `description` is the one line under the usage.
-    CommandLine(const QString& name, const QString& description);
+    CommandLine(const QString& name, const QString& description, Kind kind);
 
     // Call before the application object exists, which may need a display:
     // prints the help or the version and gives 0 when either was asked for.

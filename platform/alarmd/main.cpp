@@ -1,4 +1,4 @@
-#include <QApplication>
+#include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusError>
@@ -6,6 +6,7 @@
 
 #include "alarmdaemon.h"
 #include "buslink.h"
+#include "ringdispatcher.h"
 #include "commandline.h"
 #include "eventstore.h"
 #include "quitsignals.h"
@@ -14,29 +15,19 @@
 int main(int argc, char* argv[]) {
     CommandLine commandLine(QStringLiteral("pardo-alarmd"),
                             QStringLiteral("Alarm daemon of Pardo Reminder: keeps the alarms and "
-                                           "rings them on time."));
+                                           "rings them on time."),
+                            CommandLine::WithoutWindows);
     if (const std::optional<int> status = commandLine.answer(argc, argv)) {
         return *status;
     }
-    // Started by bus activation the daemon may find no display in its
-    // environment; it still keeps and runs the queue rather than crash.
-    const bool noDisplay = qEnvironmentVariableIsEmpty("DISPLAY") &&
-                           qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
-                           qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
-    if (noDisplay) {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    }
     QuitSignals::block();
-    QApplication app(argc, argv);
+    // No display of its own: displays come and go, the daemon stays. Rings are
+    // shown by the ring window program on the display that exists when they fall due.
+    QCoreApplication app(argc, argv);
     if (const std::optional<int> status = commandLine.check(QCoreApplication::arguments())) {
         return *status;
     }
-    if (noDisplay) {
-        qWarning("pardo-alarmd: no display in the environment; alarm dialogs will not be seen");
-    }
-    QApplication::setApplicationName(QStringLiteral("pardo-alarmd"));
-    // Answering the last dialog must not end the daemon.
-    QApplication::setQuitOnLastWindowClosed(false);
+    QCoreApplication::setApplicationName(QStringLiteral("pardo-alarmd"));
 
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected()) {
@@ -48,6 +39,9 @@ int main(int argc, char* argv[]) {
         return 1;
     }
     AlarmDaemon daemon(clock, EventStore::defaultFolder(), bus);
+    // Installed and built side by side.
+    daemon.rings().setProgram(QCoreApplication::applicationDirPath() +
+                              QStringLiteral("/pardo-alarm-ui"));
     QString error;
     if (!daemon.start(&error)) {
         qWarning("pardo-alarmd: %s", qPrintable(error));
