@@ -50,8 +50,8 @@ bool FakeSystemd::handleMessage(const QDBusMessage& message, const QDBusConnecti
     if (mode_ == Mode::NeverAnswers) {
         return true;
     }
-    const QVariant value = mode_ == Mode::WrongType ? QVariant(assignments_.join(QLatin1Char('\n')))
-                                                    : QVariant(assignments_);
+    const QVariant value =
+        mode_ == Mode::WrongType ? QVariant(assignments_.value(0)) : QVariant(assignments_);
     if (get) {
         connection.send(message.createReply(QVariant::fromValue(QDBusVariant(value))));
     } else {

@@ -15,7 +15,7 @@ public:
         Answers,
         // The question is taken and never answered.
         NeverAnswers,
-        // Environment comes as one string ("KEY=value" lines) instead of a list.
+        // Environment comes as one string (the first "KEY=value") instead of a list.
         WrongType
     };
 
