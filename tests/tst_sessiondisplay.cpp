@@ -141,6 +141,7 @@ private Q_SLOTS:
     void failedDisplayIsSkipped();
     void x11Names_data();
     void x11Names();
+    void x11SocketLeftBehindIsDead();
     void wayland_data();
     void wayland();
     void fuzz_data();
@@ -551,6 +552,31 @@ void TestSessionDisplay::x11Names() {
         .replace(QLatin1String("%2"), QString::number(listening->port - 6000))
         .replace(QLatin1String("%3"), QString::number(closedPort - 6000));
     QCOMPARE(SessionDisplay::isX11Live(display, QStringLiteral("/tmp/.X11-unix")), live);
+}
+
+void TestSessionDisplay::x11SocketLeftBehindIsDead() {
+    // A server killed at once leaves its socket file; connecting to it is refused.
+    const QString folder = scratch->path();
+    const auto killed = SocketServer::unixAt(folder + QStringLiteral("/X7"), false);
+    QVERIFY(killed);
+    QVERIFY(QFile::exists(folder + QStringLiteral("/X7")));
+    QVERIFY(!SessionDisplay::isX11Live(QStringLiteral(":7"), folder));
+    const auto running = SocketServer::unixAt(folder + QStringLiteral("/X8"), true);
+    QVERIFY(running);
+    QVERIFY(SessionDisplay::isX11Live(QStringLiteral(":8"), folder));
+    QVERIFY(SessionDisplay::isX11Live(QStringLiteral("unix:8.0"), folder));
+
+    SessionDisplay sessionDisplay(
+        QDBusConnection::sessionBus(),
+        environmentOf({{QStringLiteral("DISPLAY"), QStringLiteral(":7")}}), nullptr, folder);
+    Answer answer;
+    lookup(sessionDisplay, &answer);
+    QVERIFY(!answer.found);
+    QString error;
+    QVERIFY(sessionDisplay.announce({{QStringLiteral("DISPLAY"), QStringLiteral(":8")}}, &error));
+    lookup(sessionDisplay, &answer);
+    QVERIFY(answer.found);
+    QCOMPARE(answer.display.value(QStringLiteral("DISPLAY")), QStringLiteral(":8"));
 }
 
 void TestSessionDisplay::wayland_data() {
