@@ -1,12 +1,11 @@
 #include <QDBusConnection>
-#include <QDBusMessage>
-#include <QDBusVirtualObject>
 #include <QElapsedTimer>
 #include <QPushButton>
 #include <QScreen>
 #include <QSignalSpy>
 
 #include "alarmdialog.h"
+#include "fakeringdaemon.h"
 #include "pardotest.h"
 #include "ringmessage.h"
 #include "ringrequest.h"
@@ -15,46 +14,6 @@
 namespace {
 
 const QString daemonService = QStringLiteral("org.velmar.test.alarmd");
-
-// The daemon's respond method, on a connection of its own: keeps what it is asked and
-// answers true, or, when told to be silent, never answers.
-class FakeDaemon : public QDBusVirtualObject {
-public:
-    struct Call {
-        qint64 cookie = 0;
-        int action = -1;
-    };
-
-    FakeDaemon() {
-        QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus,
-                                                            QStringLiteral("fakeDaemon"));
-        serving = bus.registerService(daemonService) &&
-                  bus.registerVirtualObject(QStringLiteral("/org/velmar/alarmd"), this);
-    }
-    ~FakeDaemon() override {
-        QDBusConnection bus(QStringLiteral("fakeDaemon"));
-        bus.unregisterObject(QStringLiteral("/org/velmar/alarmd"));
-        bus.unregisterService(daemonService);
-        QDBusConnection::disconnectFromBus(QStringLiteral("fakeDaemon"));
-    }
-
-    QString introspect(const QString&) const override { return QString(); }
-    bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override {
-        if (message.interface() != QLatin1String("org.velmar.alarmd") ||
-            message.member() != QLatin1String("respond") || message.signature() != "xi") {
-            return false;
-        }
-        calls.append({message.arguments().at(0).toLongLong(), message.arguments().at(1).toInt()});
-        if (!silent) {
-            connection.send(message.createReply(QVariant(true)));
-        }
-        return true;
-    }
-
-    bool serving = false;
-    bool silent = false;
-    QList<Call> calls;
-};
 
 RingRequest ring(qint64 cookie, const QString& title, const QString& message = QString()) {
     RingRequest request;
@@ -104,19 +63,19 @@ private Q_SLOTS:
     void aSilentDaemonBlocksNothing();
 
 private:
-    std::unique_ptr<FakeDaemon> daemon;
+    std::unique_ptr<FakeRingDaemon> daemon;
     std::unique_ptr<RingWindows> windows;
     std::unique_ptr<QSignalSpy> lines;
 };
 
 void TestRingWindows::initTestCase() {
-    daemon = std::make_unique<FakeDaemon>();
-    QVERIFY(daemon->serving);
+    daemon = std::make_unique<FakeRingDaemon>(daemonService);
+    QVERIFY(daemon->isServing());
 }
 
 void TestRingWindows::init() {
-    daemon->calls.clear();
-    daemon->silent = false;
+    daemon->clear();
+    daemon->setSilent(false);
     windows = std::make_unique<RingWindows>(QDBusConnection::sessionBus(), daemonService);
     lines = std::make_unique<QSignalSpy>(windows.get(), &RingWindows::line);
 }
@@ -197,7 +156,7 @@ void TestRingWindows::aSecondShowReplacesTheContent() {
              1);
     // Replacing is not answering.
     QTest::qWait(50);
-    QVERIFY(daemon->calls.isEmpty());
+    QVERIFY(daemon->calls().isEmpty());
 }
 
 void TestRingWindows::withdrawCloses() {
@@ -209,7 +168,7 @@ void TestRingWindows::withdrawCloses() {
     QTRY_VERIFY(first.isNull());
     QCOMPARE(titles(*windows), QStringList{QStringLiteral("Bins")});
     QTest::qWait(50);
-    QVERIFY(daemon->calls.isEmpty());
+    QVERIFY(daemon->calls().isEmpty());
 }
 
 void TestRingWindows::windowsDoNotHideEachOther_data() {
@@ -272,9 +231,9 @@ void TestRingWindows::aButtonAnswersTheDaemonAndCloses() {
     dialog->buttons().at(1)->click();
     QTRY_VERIFY(dialog.isNull());
     QVERIFY(windows->windows().isEmpty());
-    QTRY_COMPARE(daemon->calls.size(), 1);
-    QCOMPARE(daemon->calls.first().cookie, 12);
-    QCOMPARE(daemon->calls.first().action, 1);
+    QTRY_COMPARE(daemon->calls().size(), 1);
+    QCOMPARE(daemon->calls().first().cookie, 12);
+    QCOMPARE(daemon->calls().first().action, 1);
 }
 
 void TestRingWindows::closingAnswersTheFirstButton() {
@@ -283,13 +242,13 @@ void TestRingWindows::closingAnswersTheFirstButton() {
     QVERIFY(QTest::qWaitForWindowExposed(dialog.data()));
     QVERIFY(dialog->close());
     QTRY_VERIFY(dialog.isNull());
-    QTRY_COMPARE(daemon->calls.size(), 1);
-    QCOMPARE(daemon->calls.first().cookie, 13);
-    QCOMPARE(daemon->calls.first().action, 0);
+    QTRY_COMPARE(daemon->calls().size(), 1);
+    QCOMPARE(daemon->calls().first().cookie, 13);
+    QCOMPARE(daemon->calls().first().action, 0);
 }
 
 void TestRingWindows::aSilentDaemonBlocksNothing() {
-    daemon->silent = true;
+    daemon->setSilent(true);
     windows->feed(RingMessage::show(ring(14, QStringLiteral("One"))) +
                   RingMessage::show(ring(15, QStringLiteral("Two"))));
     QPointer<AlarmDialog> dialog = windows->window(14);
@@ -300,7 +259,7 @@ void TestRingWindows::aSilentDaemonBlocksNothing() {
     // Back at once, well before the answer's timeout, and the window goes all the same.
     QVERIFY(clock.elapsed() < RingWindows::respondTimeoutMs / 2);
     QTRY_VERIFY(dialog.isNull());
-    QTRY_COMPARE(daemon->calls.size(), 1);
+    QTRY_COMPARE(daemon->calls().size(), 1);
     windows->feed(RingMessage::withdraw(15));
     QVERIFY(windows->windows().isEmpty());
     // The unanswered call runs out quietly.

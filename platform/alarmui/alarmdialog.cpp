@@ -24,6 +24,16 @@ QAccessibleInterface* alertInterface(const QString& className, QObject* object) 
     return nullptr;
 }
 
+// The theme may size fonts in pixels rather than points.
+QFont scaled(QFont font, qreal factor) {
+    if (font.pointSizeF() > 0) {
+        font.setPointSizeF(font.pointSizeF() * factor);
+    } else if (font.pixelSize() > 0) {
+        font.setPixelSize(qRound(font.pixelSize() * factor));
+    }
+    return font;
+}
+
 } // namespace
 
 AlarmDialog::AlarmDialog(const RingRequest& request, QWidget* parent)
@@ -44,8 +54,7 @@ AlarmDialog::AlarmDialog(const RingRequest& request, QWidget* parent)
     const QLocale locale;
     time_ = new QLabel(locale.toString(due.time(), QLocale::ShortFormat), this);
     time_->setObjectName(QStringLiteral("dueTime"));
-    QFont large = time_->font();
-    large.setPointSizeF(large.pointSizeF() * 2.5);
+    QFont large = scaled(time_->font(), 2.5);
     large.setBold(true);
     time_->setFont(large);
     time_->setAlignment(Qt::AlignCenter);
@@ -62,9 +71,7 @@ AlarmDialog::AlarmDialog(const RingRequest& request, QWidget* parent)
     message_->setAlignment(Qt::AlignCenter);
     // A long message makes the window taller, not wider: rings stay side by side.
     message_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
-    QFont medium = message_->font();
-    medium.setPointSizeF(medium.pointSizeF() * 1.4);
-    message_->setFont(medium);
+    message_->setFont(scaled(message_->font(), 1.4));
 
     auto* row = new QHBoxLayout;
     for (const RingButton& ringButton : request.buttons) {

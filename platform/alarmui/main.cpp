@@ -50,9 +50,11 @@ int main(int argc, char* argv[]) {
             if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
                 return;
             }
-            // The daemon closed our input or died: nobody is left to answer to.
+            // The daemon closed our input or died: nobody is left to answer to, and a
+            // window closed on the way out must not count as its first button.
             notifier.setEnabled(false);
-            QCoreApplication::quit();
+            windows.withdrawAll();
+            QCoreApplication::exit(0);
             return;
         }
     });

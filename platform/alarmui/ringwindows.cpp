@@ -120,6 +120,13 @@ void RingWindows::withdraw(qint64 cookie) {
     }
 }
 
+void RingWindows::withdrawAll() {
+    const QList<qint64> cookies = order_;
+    for (qint64 cookie : cookies) {
+        withdraw(cookie);
+    }
+}
+
 void RingWindows::respond(qint64 cookie, int actionIndex) {
     QDBusMessage call =
         QDBusMessage::createMethodCall(service_, QLatin1String(daemonPath),

@@ -28,6 +28,9 @@ public:
     // Takes bytes as they come from the daemon: whole lines are handled, a partial one waits.
     void feed(const QByteArray& bytes);
 
+    // Closes every window unanswered: nobody is left to take an answer.
+    void withdrawAll();
+
     AlarmDialog* window(qint64 cookie) const;
     QList<AlarmDialog*> windows() const;
 
