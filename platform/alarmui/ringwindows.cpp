@@ -178,7 +178,10 @@ QPoint RingWindows::place(AlarmDialog* dialog) {
     for (AlarmDialog* other : windows()) {
         if (other != dialog) {
             const QRect outer = other->frameGeometry();
-            taken.append(outer == other->geometry() ? outer.marginsAdded(frame) : outer);
+            // A frame still to come grows it right and down: move() places the frame's corner.
+            taken.append(outer == other->geometry()
+                             ? QRect(outer.topLeft(), outer.size().grownBy(frame))
+                             : outer);
         }
     }
     const auto fits = [&](const QRect& wanted) {

@@ -59,6 +59,19 @@ QString windowNamed(const QString& display, const QString& title) {
         .section(QLatin1Char('\n'), 0, 0);
 }
 
+// Where the X server has the window, or an empty rectangle.
+QRect windowGeometry(const QString& display, const QString& window) {
+    const QString shell =
+        xdotool(display, {QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), window});
+    QHash<QString, int> values;
+    for (const QString& line : shell.split(QLatin1Char('\n'))) {
+        values.insert(line.section(QLatin1Char('='), 0, 0),
+                      line.section(QLatin1Char('='), 1).toInt());
+    }
+    return QRect(values.value(QStringLiteral("X")), values.value(QStringLiteral("Y")),
+                 values.value(QStringLiteral("WIDTH")), values.value(QStringLiteral("HEIGHT")));
+}
+
 } // namespace
 
 class TestAlarmUi : public QObject {
@@ -167,6 +180,17 @@ void TestAlarmUi::showsTheRingAndSaysSo() {
     ui->write(second.mid(20));
     QVERIFY(waitForLine(*ui, "shown 6"));
     QTRY_COMPARE_WITH_TIMEOUT(screen->viewableWindows(QStringLiteral("Bins out")), 1, 10000);
+    // Side by side on the screen, neither over the other.
+    const QRect first = windowGeometry(screen->display(),
+                                       windowNamed(screen->display(), QStringLiteral("Dentist")));
+    const QRect next = windowGeometry(screen->display(),
+                                      windowNamed(screen->display(), QStringLiteral("Bins out")));
+    const QRect desktop(0, 0, 1280, 800);
+    QVERIFY(!first.isEmpty());
+    QVERIFY(!next.isEmpty());
+    QVERIFY(desktop.contains(first));
+    QVERIFY(desktop.contains(next));
+    QVERIFY(!first.intersects(next));
     ui->write(RingMessage::withdraw(5));
     QTRY_COMPARE_WITH_TIMEOUT(screen->viewableWindows(QStringLiteral("Dentist")), 0, 10000);
     QCOMPARE(screen->viewableWindows(QStringLiteral("Bins out")), 1);
