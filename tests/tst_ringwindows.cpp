@@ -58,6 +58,7 @@ private Q_SLOTS:
     void windowsDoNotHideEachOther_data();
     void windowsDoNotHideEachOther();
     void moreThanFitKeepEveryTopInSight();
+    void aLongMessageKeepsTheButtonsOnTheScreen();
     void aButtonAnswersTheDaemonAndCloses();
     void closingAnswersTheFirstButton();
     void aSilentDaemonBlocksNothing();
@@ -222,6 +223,22 @@ void TestRingWindows::moreThanFitKeepEveryTopInSight() {
                                 open.at(j)->windowTitle()));
         }
     }
+}
+
+void TestRingWindows::aLongMessageKeepsTheButtonsOnTheScreen() {
+    // As long as a message may be.
+    const QString message =
+        QStringLiteral("Pack the tent. ").repeated(RingMessage::maxTextBytes / 15);
+    windows->feed(RingMessage::show(ring(2, QStringLiteral("Camping"), message)));
+    AlarmDialog* dialog = windows->window(2);
+    QVERIFY(dialog);
+    QVERIFY(QTest::qWaitForWindowExposed(dialog));
+    const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
+    QVERIFY2(area.contains(dialog->frameGeometry()),
+             qPrintable(QStringLiteral("%1x%2").arg(dialog->width()).arg(dialog->height())));
+    // All of it in sight, not squeezed.
+    QVERIFY(dialog->height() >= dialog->heightForWidth(dialog->width()));
+    QCOMPARE(dialog->messageText(), message);
 }
 
 void TestRingWindows::aButtonAnswersTheDaemonAndCloses() {

@@ -173,6 +173,16 @@ QPoint RingWindows::place(AlarmDialog* dialog) {
     }
     // The size it will be shown at: a wrapped message makes it taller than its hint says.
     dialog->adjustSize();
+    // A very long message: wider, up to the screen's width, rather than cut short.
+    if (dialog->hasHeightForWidth() && dialog->heightForWidth(dialog->width()) > dialog->height()) {
+        const int widest = area.width() - frame.left() - frame.right();
+        const int highest = area.height() - frame.top() - frame.bottom();
+        int width = dialog->width();
+        while (dialog->heightForWidth(width) > highest && width < widest) {
+            width = std::min(widest, width + width / 2);
+        }
+        dialog->resize(width, std::min(highest, dialog->heightForWidth(width)));
+    }
     const QSize size = dialog->size().grownBy(frame);
     QList<QRect> taken;
     for (AlarmDialog* other : windows()) {
