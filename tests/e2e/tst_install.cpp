@@ -214,6 +214,7 @@ void TestInstall::layoutIsComplete_data() {
     for (const char* path :
          {"@prefix@/bin/pardo-reminder",
           "@prefix@/bin/pardo-alarmd",
+          "@prefix@/bin/pardo-alarm-ui",
           "@lib@/libalarm.so.@version@",
           "@lib@/libalarm.so.0",
           "@lib@/libalarm.so",
