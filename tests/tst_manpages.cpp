@@ -51,6 +51,14 @@ void TestManPages::pages_data() {
                        QStringLiteral("org.freedesktop.Notifications"),
                        QStringLiteral("pardo-alarm-ui(1)"),
                        QStringLiteral("pardo-reminder(1)")};
+    QTest::newRow("pardo-alarm-ui(1)")
+        << QStringLiteral(MAN_DIR "/pardo-alarm-ui.1") << QStringLiteral(PARDO_ALARM_UI_PATH)
+        << QStringList{QStringLiteral("pardo-alarmd(1)"),
+                       QStringLiteral("respond"),
+                       QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
+                       QStringLiteral("WAYLAND_DISPLAY"),
+                       QStringLiteral("Snooze 10 min"),
+                       QStringLiteral("-platform name")};
 }
 
 void TestManPages::rendersWithoutWarnings() {

@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "commandline.h"
 #include "maemo5theme.h"
 #include "ringwindows.h"
 
@@ -25,7 +26,17 @@ void writeLine(const QByteArray& text) {
 int main(int argc, char* argv[]) {
     // A daemon that went away must not kill us with its closed pipe; the end of input ends us.
     std::signal(SIGPIPE, SIG_IGN);
+    CommandLine commandLine(QStringLiteral("pardo-alarm-ui"),
+                            QStringLiteral("Ring windows of the Pardo Reminder alarm daemon, which "
+                                           "starts this program and feeds it on standard input."),
+                            CommandLine::WithWindows);
+    if (const std::optional<int> status = commandLine.answer(argc, argv)) {
+        return *status;
+    }
     QApplication app(argc, argv);
+    if (const std::optional<int> status = commandLine.check(QCoreApplication::arguments())) {
+        return *status;
+    }
     QApplication::setApplicationName(QStringLiteral("pardo-alarm-ui"));
     QApplication::setQuitOnLastWindowClosed(false);
     Maemo5Theme::apply(app);

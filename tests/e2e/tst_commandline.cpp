@@ -11,6 +11,7 @@
 namespace {
 
 const QString alarmd = QStringLiteral(PARDO_ALARMD_PATH);
+const QString alarmUi = QStringLiteral(PARDO_ALARM_UI_PATH);
 
 } // namespace
 
@@ -100,6 +101,21 @@ void TestCommandLine::answersWithoutDisplayOrBus_data() {
                             << QStringList{QStringLiteral("--foo"), QStringLiteral("--help")}
                             << true;
     }
+    {
+        // The ring window program answers these before it looks for a display.
+        const QString& program = alarmUi;
+        const QByteArray name = QFileInfo(program).fileName().toLatin1();
+        const auto row = [&name](const char* what) -> QTestData& {
+            return QTest::newRow((name + ' ' + what).constData());
+        };
+        row("--help") << program << QStringList{QStringLiteral("--help")} << true;
+        row("--version") << program << QStringList{QStringLiteral("--version")} << false;
+        row("-platform offscreen --version")
+            << program
+            << QStringList{QStringLiteral("-platform"), QStringLiteral("offscreen"),
+                           QStringLiteral("--version")}
+            << false;
+    }
 }
 
 void TestCommandLine::answersWithoutDisplayOrBus() {
@@ -116,10 +132,13 @@ void TestCommandLine::answersWithoutDisplayOrBus() {
         const QStringList lines = outcome.out.split(QLatin1Char('\n'));
         QCOMPARE(lines.value(0), QStringLiteral("Usage: %1 [options]").arg(program));
         QVERIFY2(!lines.value(1).trimmed().isEmpty(), "no description under the usage line");
-        QVERIFY2(lines.value(1).contains(QStringLiteral("Alarm daemon")),
+        // The daemon has no windows, and no windowing options; the ring window program has both.
+        const bool windows = program == alarmUi;
+        QVERIFY2(lines.value(1).contains(windows ? QStringLiteral("Ring windows")
+                                                 : QStringLiteral("Alarm daemon")),
                  qPrintable(lines.value(1)));
-        // The daemon has no windows, and no windowing options.
-        QVERIFY2(!outcome.out.contains(QStringLiteral("-platform")), qPrintable(outcome.out));
+        QVERIFY2(outcome.out.contains(QStringLiteral("-platform")) == windows,
+                 qPrintable(outcome.out));
         QVERIFY2(outcome.out.contains(QRegularExpression(QStringLiteral("\n  -h, --help  +\\S"))),
                  qPrintable(outcome.out));
         QVERIFY2(

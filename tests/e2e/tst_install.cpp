@@ -229,6 +229,8 @@ void TestInstall::layoutIsComplete_data() {
           "@prefix@/share/icons/hicolor/scalable/apps/org.velmar.pardoreminder.svg",
           "@prefix@/share/man/man1/pardo-reminder.1",
           "@prefix@/share/man/man1/pardo-alarmd.1",
+          "@prefix@/share/man/man1/pardo-alarm-ui.1",
+          "@prefix@/share/dbus-1/interfaces/org.velmar.alarmd.xml",
           "@prefix@/share/dbus-1/services/org.velmar.pardoreminder.service",
           "@prefix@/share/dbus-1/services/org.velmar.alarmd.service",
           "@prefix@/lib/systemd/user/pardo-alarmd.service",
