@@ -47,6 +47,7 @@ private Q_SLOTS:
     void closedNotificationIsFirstAction();
     void unknownIdsAndKeysAreIgnored_data();
     void unknownIdsAndKeysAreIgnored();
+    void withdrawClosesWithoutAnswer_data();
     void withdrawClosesWithoutAnswer();
     void withdrawWhileNotifyIsOutClosesItLater();
     void signalsOfOtherClientsAreIgnored_data();
@@ -274,18 +275,32 @@ void TestRingNotifier::unknownIdsAndKeysAreIgnored() {
     QVERIFY(fake->closeRequests().isEmpty());
 }
 
+void TestRingNotifier::withdrawClosesWithoutAnswer_data() {
+    QTest::addColumn<bool>("showAgain");
+    QTest::newRow("deleted") << false;
+    // Snoozed elsewhere and due again at once: the old notification's end is no answer
+    // to the new one.
+    QTest::newRow("due again") << true;
+}
+
 void TestRingNotifier::withdrawClosesWithoutAnswer() {
+    QFETCH(bool, showAgain);
     const uint id = showAndWait(dentist(14));
     QVERIFY(id != 0);
     QSignalSpy answered(notifier.get(), &RingNotifier::answered);
     notifier->withdraw(14);
     QVERIFY(!notifier->isShowing(14));
+    if (showAgain) {
+        notifier->show(dentist(14, QStringLiteral("Again")));
+    }
     QTRY_COMPARE(fake->closeRequests(), QList<uint>{id});
     // The service says it closed it (reason 3), and a late action comes too.
     fake->invokeAction(id, QStringLiteral("0"));
     flush();
     QCOMPARE(answered.count(), 1);
-    QVERIFY(fake->openIds().isEmpty());
+    QCOMPARE(notifier->isShowing(14), showAgain);
+    QCOMPARE(fake->openIds().size(), showAgain ? 1 : 0);
+    QVERIFY(!fake->openIds().contains(id));
 }
 
 void TestRingNotifier::withdrawWhileNotifyIsOutClosesItLater() {
@@ -364,13 +379,22 @@ void TestRingNotifier::silentServiceFailsInTime() {
 
 void TestRingNotifier::wrongReplyFails_data() {
     QTest::addColumn<FakeNotifications::Mode>("mode");
-    QTest::newRow("wrong type") << FakeNotifications::Mode::WrongType;
-    QTest::newRow("error") << FakeNotifications::Mode::Refuse;
+    QTest::addColumn<QVariantList>("reply");
+    QTest::newRow("string") << FakeNotifications::Mode::WrongType
+                            << QVariantList{QStringLiteral("7")};
+    QTest::newRow("signed") << FakeNotifications::Mode::WrongType << QVariantList{qint32(7)};
+    QTest::newRow("64 bits") << FakeNotifications::Mode::WrongType << QVariantList{quint64(7)};
+    QTest::newRow("two ids") << FakeNotifications::Mode::WrongType << QVariantList{7u, 8u};
+    QTest::newRow("nothing") << FakeNotifications::Mode::WrongType << QVariantList{};
+    QTest::newRow("id 0") << FakeNotifications::Mode::WrongType << QVariantList{0u};
+    QTest::newRow("error") << FakeNotifications::Mode::Refuse << QVariantList{};
 }
 
 void TestRingNotifier::wrongReplyFails() {
     QFETCH(FakeNotifications::Mode, mode);
+    QFETCH(QVariantList, reply);
     fake->setMode(mode);
+    fake->setWrongReply(reply);
     QSignalSpy failed(notifier.get(), &RingNotifier::failed);
     QSignalSpy shown(notifier.get(), &RingNotifier::shown);
     notifier->show(dentist(18));

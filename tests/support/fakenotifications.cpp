@@ -103,7 +103,7 @@ bool FakeNotifications::handleMessage(const QDBusMessage& message,
             break;
         case Mode::WrongType:
             notifications_.append(notification);
-            connection.send(message.createReply(QStringLiteral("not an id")));
+            connection.send(message.createReply(wrongReply_));
             break;
         case Mode::Refuse:
             notifications_.append(notification);

@@ -18,7 +18,7 @@ public:
         Answer,
         // The reply is held back for ever; the caller has to give up on its own.
         NeverAnswer,
-        // A string where an unsigned id belongs.
+        // Another reply than one unsigned id: the arguments setWrongReply() gives.
         WrongType,
         // An error reply.
         Refuse,
@@ -51,6 +51,8 @@ public:
     bool isServing() const { return serving_; }
 
     void setMode(Mode mode) { mode_ = mode; }
+    // What WrongType answers: by default a string that reads as an id.
+    void setWrongReply(const QVariantList& arguments) { wrongReply_ = arguments; }
     // Whether CloseNotification is followed by NotificationClosed(id, 3), as real servers do.
     void setSignalsClosing(bool enabled) { signalsClosing_ = enabled; }
 
@@ -79,6 +81,7 @@ private:
 
     QDBusConnection bus_;
     Mode mode_ = Mode::Answer;
+    QVariantList wrongReply_{QStringLiteral("7")};
     bool signalsClosing_ = true;
     bool serving_ = false;
     uint lastId_ = 0;
