@@ -57,6 +57,7 @@ private Q_SLOTS:
     void wrongReplyFails();
     void serviceComingAndGoing_data();
     void serviceComingAndGoing();
+    void serviceHandedOver();
     void showingAgainReplaces();
     void randomSignals_data();
     void randomSignals();
@@ -462,6 +463,35 @@ void TestRingNotifier::serviceComingAndGoing() {
     flush();
     QCOMPARE(answered.count(), 1);
     QCOMPARE(failed.count(), 2);
+}
+
+void TestRingNotifier::serviceHandedOver() {
+    const QString nextConnection = QStringLiteral("next-notifications");
+    {
+        FakeNotifications next(
+            QDBusConnection::connectToBus(QDBusConnection::SessionBus, nextConnection));
+        QVERIFY(next.serveNext());
+        QSignalSpy available(notifier.get(), &RingNotifier::availableChanged);
+        QSignalSpy failed(notifier.get(), &RingNotifier::failed);
+        QVERIFY(showAndWait(dentist(31)) != 0);
+
+        // The name goes straight to the next in line: the rings out on the old one are gone
+        // with it, and the new one is there.
+        fake->release();
+        QTRY_COMPARE(available.count(), 2);
+        QCOMPARE(available.at(0), QVariantList{false});
+        QCOMPARE(available.at(1), QVariantList{true});
+        QCOMPARE(failed.count(), 1);
+        QCOMPARE(failed.first().first().toLongLong(), qint64(31));
+        QVERIFY(notifier->isAvailable());
+
+        QSignalSpy shown(notifier.get(), &RingNotifier::shown);
+        notifier->show(dentist(32));
+        QTRY_COMPARE(shown.count(), 1);
+        QCOMPARE(next.notifications().size(), 1);
+        QCOMPARE(fake->notifications().size(), 1);
+    }
+    QDBusConnection::disconnectFromBus(nextConnection);
 }
 
 void TestRingNotifier::showingAgainReplaces() {

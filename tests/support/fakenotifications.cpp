@@ -1,8 +1,10 @@
 #include "fakenotifications.h"
 
 #include <QDBusArgument>
+#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusMetaType>
+#include <QDBusReply>
 
 FakeNotifications::FakeNotifications(const QDBusConnection& bus, QObject* parent)
     : QDBusVirtualObject(parent)
@@ -20,6 +22,25 @@ bool FakeNotifications::serve() {
         return false;
     }
     if (!bus_.registerService(QLatin1String(service))) {
+        bus_.unregisterObject(QLatin1String(path));
+        return false;
+    }
+    serving_ = true;
+    return true;
+}
+
+bool FakeNotifications::serveNext() {
+    if (serving_) {
+        return true;
+    }
+    QDBusConnectionInterface* daemon = bus_.isConnected() ? bus_.interface() : nullptr;
+    if (daemon == nullptr || !bus_.registerVirtualObject(QLatin1String(path), this)) {
+        return false;
+    }
+    const QDBusReply<QDBusConnectionInterface::RegisterServiceReply> reply =
+        daemon->registerService(QLatin1String(service), QDBusConnectionInterface::QueueService,
+                                QDBusConnectionInterface::AllowReplacement);
+    if (!reply.isValid() || reply.value() == QDBusConnectionInterface::ServiceNotRegistered) {
         bus_.unregisterObject(QLatin1String(path));
         return false;
     }

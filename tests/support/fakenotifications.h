@@ -46,6 +46,8 @@ public:
 
     // Takes the name and the object; false when the name is taken or the bus is gone.
     bool serve();
+    // Takes the object and waits in line for the name, which it gets when its owner leaves.
+    bool serveNext();
     // Gives them up again, as a service that quits.
     void release();
     bool isServing() const { return serving_; }
