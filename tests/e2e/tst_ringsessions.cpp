@@ -140,6 +140,7 @@ void TestRingSessions::cleanup() {
 
 bool TestRingSessions::startDaemon() {
     const QString root = TestEnvironment::current()->root() + QStringLiteral("/run%1").arg(run);
+    QDir().mkpath(root);
     daemon = std::make_unique<DaemonProcess>(QStringLiteral(PARDO_ALARMD_PATH),
                                              root + QStringLiteral("/data"),
                                              root + QStringLiteral("/daemon.log"));
