@@ -28,6 +28,7 @@ QString AlarmdAdaptor::caller() const {
 }
 
 qlonglong AlarmdAdaptor::add_event(const QVariantMap& event) {
+    Q_EMIT called();
     QString refusal;
     bool storageFailed = false;
     std::optional<AlarmEvent> decoded = EventCodec::fromDBus(event, &refusal);
@@ -51,6 +52,7 @@ qlonglong AlarmdAdaptor::add_event(const QVariantMap& event) {
 }
 
 QVariantMap AlarmdAdaptor::get_event(qlonglong cookie) {
+    Q_EMIT called();
     const std::optional<AlarmEvent> event = queue_.event(cookie);
     if (!event) {
         if (calledFromDBus()) {
@@ -63,6 +65,7 @@ QVariantMap AlarmdAdaptor::get_event(qlonglong cookie) {
 }
 
 bool AlarmdAdaptor::del_event(qlonglong cookie) {
+    Q_EMIT called();
     QString error;
     if (queue_.remove(cookie, &error)) {
         return true;
@@ -82,15 +85,18 @@ bool AlarmdAdaptor::del_event(qlonglong cookie) {
 
 QList<qlonglong> AlarmdAdaptor::query_event(qlonglong first, qlonglong last, uint flagMask,
                                             uint flags, const QString& appid) {
+    Q_EMIT called();
     const QList<qint64> cookies = queue_.query(first, last, flagMask, flags, appid);
     return QList<qlonglong>(cookies.cbegin(), cookies.cend());
 }
 
 bool AlarmdAdaptor::respond(qlonglong cookie, int actionIndex) {
+    Q_EMIT called();
     return queue_.respond(cookie, actionIndex);
 }
 
 bool AlarmdAdaptor::set_display(const QMap<QString, QString>& environment) {
+    Q_EMIT called();
     QString error;
     if (rings_.announce(environment, &error)) {
         return true;

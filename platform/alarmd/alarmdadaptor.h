@@ -27,6 +27,10 @@ public Q_SLOTS:
     // XDG_RUNTIME_DIR, XDG_SESSION_TYPE): rings that wait for a display open there.
     Q_SCRIPTABLE bool set_display(const QMap<QString, QString>& environment);
 
+Q_SIGNALS:
+    // A method was called, whoever called it.
+    void called();
+
 private:
     QString caller() const;
 

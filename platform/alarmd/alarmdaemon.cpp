@@ -19,6 +19,10 @@ AlarmDaemon::AlarmDaemon(Clock& clock, const QString& folder, const QDBusConnect
     connect(&queue_, &AlarmQueue::dialogRequested, this, &AlarmDaemon::openRing);
     connect(&queue_, &AlarmQueue::dialogWithdrawn, this, &AlarmDaemon::closeRing);
     connect(rings_, &RingDispatcher::shown, this, &AlarmDaemon::dialogShown);
+    // Whatever woke the daemon, it sleeps light again afterwards.
+    connect(adaptor_, &AlarmdAdaptor::called, &trim_, &IdleTrim::touch);
+    connect(&queue_, &AlarmQueue::triggered, &trim_, &IdleTrim::touch);
+    connect(rings_, &RingDispatcher::shown, &trim_, &IdleTrim::touch);
     connect(rings_, &RingDispatcher::answered, this,
             [this](qint64 cookie, int actionIndex) { queue_.respond(cookie, actionIndex); });
 }
@@ -44,6 +48,7 @@ bool AlarmDaemon::start(QString* error) {
         return false;
     }
     registered_ = true;
+    trim_.touch();
     return true;
 }
 

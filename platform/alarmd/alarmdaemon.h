@@ -8,6 +8,7 @@
 #include "alarmqueue.h"
 #include "alarmsound.h"
 #include "eventstore.h"
+#include "idletrim.h"
 
 class AlarmdAdaptor;
 class Clock;
@@ -54,6 +55,7 @@ private:
     ActionRunner runner_;
     AlarmQueue queue_;
     AlarmSound sound_;
+    IdleTrim trim_;
     RingDispatcher* rings_ = nullptr;
     AlarmdAdaptor* adaptor_ = nullptr;
     bool registered_ = false;

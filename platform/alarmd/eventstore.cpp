@@ -152,6 +152,9 @@ bool EventStore::open(QString* error) {
     ready = ready && openError_.isEmpty() &&
             exec(QStringLiteral("PRAGMA journal_mode=WAL"), error) &&
             exec(QStringLiteral("PRAGMA synchronous=NORMAL"), error) &&
+            // The queue lives in memory; the file is written, rarely read, and a
+            // sleeping daemon need not keep its pages (the default is 2 MB).
+            exec(QStringLiteral("PRAGMA cache_size=-256"), error) &&
             exec(QStringLiteral("CREATE TABLE IF NOT EXISTS events ("
                                 "cookie INTEGER PRIMARY KEY AUTOINCREMENT, "
                                 "appid TEXT NOT NULL, "
