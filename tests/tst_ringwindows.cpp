@@ -7,6 +7,7 @@
 #include "alarmdialog.h"
 #include "fakeringdaemon.h"
 #include "pardotest.h"
+#include "ringsample.h"
 #include "ringmessage.h"
 #include "ringrequest.h"
 #include "ringwindows.h"
@@ -16,20 +17,7 @@ namespace {
 const QString daemonService = QStringLiteral("org.velmar.test.alarmd");
 
 RingRequest ring(qint64 cookie, const QString& title, const QString& message = QString()) {
-    RingRequest request;
-    request.cookie = cookie;
-    request.title = title;
-    request.message = message;
-    request.trigger = QDateTime(QDate(2031, 5, 13), QTime(7, 5)).toSecsSinceEpoch();
-    RingButton stop;
-    stop.action = 0;
-    stop.label = QStringLiteral("Stop");
-    RingButton snooze;
-    snooze.action = 1;
-    snooze.label = QStringLiteral("Snooze");
-    snooze.snooze = true;
-    request.buttons = {stop, snooze};
-    return request;
+    return RingSample::stopAndSnooze(cookie, title, message);
 }
 
 QStringList titles(const RingWindows& windows) {

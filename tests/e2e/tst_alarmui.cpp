@@ -6,6 +6,7 @@
 
 #include "fakeringdaemon.h"
 #include "pardotest.h"
+#include "ringsample.h"
 #include "ringmessage.h"
 #include "ringrequest.h"
 #include "toolrun.h"
@@ -18,20 +19,7 @@ namespace {
 const QString kDaemon = QStringLiteral("org.velmar.alarmd");
 
 RingRequest ring(qint64 cookie, const QString& title) {
-    RingRequest request;
-    request.cookie = cookie;
-    request.title = title;
-    request.message = QStringLiteral("Bring the card");
-    request.trigger = QDateTime(QDate(2031, 5, 13), QTime(7, 5)).toSecsSinceEpoch();
-    RingButton stop;
-    stop.action = 0;
-    stop.label = QStringLiteral("Stop");
-    RingButton snooze;
-    snooze.action = 1;
-    snooze.label = QStringLiteral("Snooze");
-    snooze.snooze = true;
-    request.buttons = {stop, snooze};
-    return request;
+    return RingSample::stopAndSnooze(cookie, title);
 }
 
 QProcessEnvironment onDisplay(const QString& display) {
@@ -95,6 +83,8 @@ private Q_SLOTS:
 private:
     bool start(QProcess& program, const QString& display);
     bool waitForLine(QProcess& program, const QByteArray& expected);
+    // Shows a ring and gives its window the keyboard focus, as a user switching to it.
+    bool focusOnRing(qint64 cookie, const QString& title);
 
     std::unique_ptr<XServer> screen;
     std::unique_ptr<FakeRingDaemon> daemon;
@@ -151,6 +141,24 @@ bool TestAlarmUi::start(QProcess& program, const QString& display) {
     program.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     program.start(QStringLiteral(PARDO_ALARM_UI_PATH), QStringList());
     return program.waitForStarted(5000) && waitForLine(program, "ready");
+}
+
+bool TestAlarmUi::focusOnRing(qint64 cookie, const QString& title) {
+    ui->write(RingMessage::show(ring(cookie, title)));
+    if (!waitForLine(*ui, "shown " + QByteArray::number(cookie)) ||
+        !QTest::qWaitFor([this, &title] { return screen->viewableWindows(title) == 1; }, 10000)) {
+        return false;
+    }
+    const QString ringWindow = windowNamed(screen->display(), title);
+    xdotool(screen->display(),
+            {QStringLiteral("windowfocus"), QStringLiteral("--sync"), ringWindow});
+    const bool focused = QTest::qWaitFor(
+        [this, &ringWindow] {
+            return xdotool(screen->display(), {QStringLiteral("getwindowfocus")}) == ringWindow;
+        },
+        10000);
+    QTest::qWait(200);
+    return focused;
 }
 
 bool TestAlarmUi::waitForLine(QProcess& program, const QByteArray& expected) {
@@ -236,16 +244,8 @@ void TestAlarmUi::keepsTheKeyboardWhereTheUserTypes() {
 }
 
 void TestAlarmUi::escapeOnTheRingAnswersTheFirstButton() {
-    ui->write(RingMessage::show(ring(8, QStringLiteral("Dentist"))));
-    QVERIFY(waitForLine(*ui, "shown 8"));
-    QTRY_COMPARE_WITH_TIMEOUT(screen->viewableWindows(QStringLiteral("Dentist")), 1, 10000);
-    const QString ringWindow = windowNamed(screen->display(), QStringLiteral("Dentist"));
     // The user switches to it on purpose.
-    xdotool(screen->display(),
-            {QStringLiteral("windowfocus"), QStringLiteral("--sync"), ringWindow});
-    QTRY_COMPARE_WITH_TIMEOUT(xdotool(screen->display(), {QStringLiteral("getwindowfocus")}),
-                              ringWindow, 10000);
-    QTest::qWait(200);
+    QVERIFY(focusOnRing(8, QStringLiteral("Dentist")));
     xdotool(screen->display(), {QStringLiteral("key"), QStringLiteral("Escape")});
     QTRY_COMPARE_WITH_TIMEOUT(daemon->calls().size(), 1, 10000);
     QCOMPARE(daemon->calls().first().cookie, 8);
@@ -254,16 +254,8 @@ void TestAlarmUi::escapeOnTheRingAnswersTheFirstButton() {
 }
 
 void TestAlarmUi::aButtonAnswersTheDaemon() {
-    ui->write(RingMessage::show(ring(9, QStringLiteral("Dentist"))));
-    QVERIFY(waitForLine(*ui, "shown 9"));
-    QTRY_COMPARE_WITH_TIMEOUT(screen->viewableWindows(QStringLiteral("Dentist")), 1, 10000);
-    const QString ringWindow = windowNamed(screen->display(), QStringLiteral("Dentist"));
+    QVERIFY(focusOnRing(9, QStringLiteral("Dentist")));
     // Tab to the snooze button and press it by keyboard.
-    xdotool(screen->display(),
-            {QStringLiteral("windowfocus"), QStringLiteral("--sync"), ringWindow});
-    QTRY_COMPARE_WITH_TIMEOUT(xdotool(screen->display(), {QStringLiteral("getwindowfocus")}),
-                              ringWindow, 10000);
-    QTest::qWait(200);
     xdotool(screen->display(), {QStringLiteral("key"), QStringLiteral("Tab")});
     xdotool(screen->display(), {QStringLiteral("key"), QStringLiteral("Return")});
     QTRY_COMPARE_WITH_TIMEOUT(daemon->calls().size(), 1, 10000);
