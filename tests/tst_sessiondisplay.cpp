@@ -139,6 +139,7 @@ private Q_SLOTS:
     void announceRefuses();
     void announceTellsAndWins();
     void failedDisplayIsSkipped();
+    void serverStartedAgainUnderTheFailedName();
     void x11Names_data();
     void x11Names();
     void x11SocketLeftBehindIsDead();
@@ -513,6 +514,33 @@ void TestSessionDisplay::failedDisplayIsSkipped() {
     lookup(sessionDisplay, &answer);
     QVERIFY(answer.found);
     QCOMPARE(answer.display.value(QStringLiteral("XAUTHORITY")), QStringLiteral("/auth/manager"));
+}
+
+void TestSessionDisplay::serverStartedAgainUnderTheFailedName() {
+    QTemporaryDir runtime;
+    QVERIFY(runtime.isValid());
+    const QString path = runtime.path() + QStringLiteral("/wayland-7");
+    auto server = SocketServer::unixAt(path, true);
+    QVERIFY(server);
+    QProcessEnvironment own;
+    own.insert(QStringLiteral("WAYLAND_DISPLAY"), QStringLiteral("wayland-7"));
+    own.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime.path());
+    SessionDisplay sessionDisplay(QDBusConnection::sessionBus(), own);
+    Answer answer;
+    lookup(sessionDisplay, &answer);
+    QVERIFY(answer.found);
+    sessionDisplay.markFailed(answer.display);
+    lookup(sessionDisplay, &answer);
+    QVERIFY(!answer.found);
+
+    // A new server takes the same name, as an X server restarted on the number it had.
+    server.reset();
+    QVERIFY(QFile::remove(path));
+    server = SocketServer::unixAt(path, true);
+    QVERIFY(server);
+    lookup(sessionDisplay, &answer);
+    QVERIFY(answer.found);
+    QCOMPARE(answer.display.value(QStringLiteral("WAYLAND_DISPLAY")), QStringLiteral("wayland-7"));
 }
 
 void TestSessionDisplay::x11Names_data() {

@@ -15,6 +15,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -164,6 +165,60 @@ bool acceptsTcp(const QString& host, int port) {
     return ::getsockopt(socket.fd, SOL_SOCKET, SO_ERROR, &error, &errorLength) == 0 && error == 0;
 }
 
+struct X11Address {
+    // Empty for the local socket.
+    QString host;
+    QString socket;
+    // -1 when the name is no display.
+    int port = -1;
+};
+
+// [host]:number[.screen]; no host or "unix" is the local socket.
+X11Address x11Address(const QString& display, const QString& x11SocketDir) {
+    X11Address address;
+    const qsizetype colon = display.lastIndexOf(QLatin1Char(':'));
+    if (colon < 0) {
+        return address;
+    }
+    const QString host = display.left(colon);
+    QString number = display.mid(colon + 1);
+    const qsizetype dot = number.indexOf(QLatin1Char('.'));
+    if (dot >= 0) {
+        number.truncate(dot);
+    }
+    bool ok = false;
+    const int n = number.toInt(&ok);
+    if (!ok || n < 0 || n > 65535 - 6000 || number.isEmpty() || !number.front().isDigit()) {
+        return address;
+    }
+    if (host.isEmpty() || host == QLatin1String("unix")) {
+        address.socket = x11SocketDir + QStringLiteral("/X%1").arg(n);
+    } else {
+        address.host = host;
+    }
+    address.port = 6000 + n;
+    return address;
+}
+
+QString waylandSocket(const QString& waylandDisplay, const QString& runtimeDir) {
+    if (waylandDisplay.startsWith(QLatin1Char('/'))) {
+        return waylandDisplay;
+    }
+    return runtimeDir.isEmpty() ? QString() : runtimeDir + QLatin1Char('/') + waylandDisplay;
+}
+
+// Which socket file this is: a server started again on the same name makes a new one.
+QString socketIdentity(const QString& path) {
+    struct stat info {};
+    if (path.isEmpty() || ::stat(path.toLocal8Bit().constData(), &info) != 0) {
+        return QString();
+    }
+    return QStringLiteral("%1.%2.%3")
+        .arg(info.st_ino)
+        .arg(info.st_mtim.tv_sec)
+        .arg(info.st_mtim.tv_nsec);
+}
+
 } // namespace
 
 SessionDisplay::SessionDisplay(const QDBusConnection& bus, const QProcessEnvironment& own,
@@ -277,13 +332,17 @@ void SessionDisplay::markFailed(const QProcessEnvironment& display) {
     failed.insert(fingerprint(display));
 }
 
-QString SessionDisplay::fingerprint(const QProcessEnvironment& display) {
+QString SessionDisplay::fingerprint(const QProcessEnvironment& display) const {
     QString text;
     for (const QString& key : displayVariables()) {
         if (display.contains(key)) {
             text += key + QLatin1Char('=') + display.value(key) + QLatin1Char('\n');
         }
     }
+    // The same name on a server started again is another display.
+    text += socketIdentity(x11Address(display.value(displayKey), x11SocketDir).socket) +
+            QLatin1Char('\n') +
+            socketIdentity(waylandSocket(display.value(waylandKey), display.value(runtimeDirKey)));
     return text;
 }
 
@@ -319,36 +378,18 @@ QProcessEnvironment SessionDisplay::liveDisplay(const QMap<QString, QString>& va
 }
 
 bool SessionDisplay::isX11Live(const QString& display, const QString& x11SocketDir) {
-    // [host]:number[.screen]; no host or "unix" is the local socket.
-    const qsizetype colon = display.lastIndexOf(QLatin1Char(':'));
-    if (colon < 0) {
+    const X11Address address = x11Address(display, x11SocketDir);
+    if (address.port < 0) {
         return false;
     }
-    const QString host = display.left(colon);
-    QString number = display.mid(colon + 1);
-    const qsizetype dot = number.indexOf(QLatin1Char('.'));
-    if (dot >= 0) {
-        number.truncate(dot);
-    }
-    bool ok = false;
-    const int n = number.toInt(&ok);
-    if (!ok || n < 0 || n > 65535 - 6000 || number.isEmpty() || !number.front().isDigit()) {
-        return false;
-    }
-    if (host.isEmpty() || host == QLatin1String("unix")) {
-        const QByteArray path = (x11SocketDir + QStringLiteral("/X%1").arg(n)).toLocal8Bit();
+    if (address.host.isEmpty()) {
+        const QByteArray path = address.socket.toLocal8Bit();
         return acceptsUnix(path, false) || acceptsUnix(path, true);
     }
-    return acceptsTcp(host, 6000 + n);
+    return acceptsTcp(address.host, address.port);
 }
 
 bool SessionDisplay::isWaylandLive(const QString& waylandDisplay, const QString& runtimeDir) {
-    QString path = waylandDisplay;
-    if (!path.startsWith(QLatin1Char('/'))) {
-        if (runtimeDir.isEmpty()) {
-            return false;
-        }
-        path = runtimeDir + QLatin1Char('/') + waylandDisplay;
-    }
-    return acceptsUnix(path.toLocal8Bit(), false);
+    const QString path = waylandSocket(waylandDisplay, runtimeDir);
+    return !path.isEmpty() && acceptsUnix(path.toLocal8Bit(), false);
 }

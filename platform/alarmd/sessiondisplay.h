@@ -69,7 +69,7 @@ private:
     void managerAnswered(QDBusPendingCallWatcher* call);
     void finish(const QStringList& managerEnvironment);
     QProcessEnvironment firstLive(const QList<QMap<QString, QString>>& candidates) const;
-    static QString fingerprint(const QProcessEnvironment& display);
+    QString fingerprint(const QProcessEnvironment& display) const;
 
     QDBusConnection bus;
     QMap<QString, QString> own;
