@@ -1,5 +1,7 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusMetaType>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QSignalSpy>
@@ -18,6 +20,24 @@ const QString kService = QStringLiteral("org.velmar.pardoreminder");
 } // namespace
 
 // How the application comes up, with idle times short enough to wait for.
+namespace {
+
+// The alarm daemon as far as the application's announcement goes.
+class DisplayReceiver : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.velmar.alarmd")
+public:
+    QList<QMap<QString, QString>> received;
+
+public Q_SLOTS:
+    Q_SCRIPTABLE bool set_display(const QMap<QString, QString>& session) {
+        received.append(session);
+        return true;
+    }
+};
+
+} // namespace
+
 class TestApplicationStart : public QObject {
     Q_OBJECT
 private Q_SLOTS:
@@ -31,6 +51,8 @@ private Q_SLOTS:
     void windowAskedForCancelsCountdown_data();
     void windowAskedForCancelsCountdown();
     void raisingWithoutRunningInstanceStartsNone();
+    void announcesItsDisplayToTheDaemon_data();
+    void announcesItsDisplayToTheDaemon();
     void raisingHungInstanceGivesUp();
 
 private:
@@ -182,6 +204,69 @@ void TestApplicationStart::raisingHungInstanceGivesUp() {
     // Once this thread runs again, the late call is served.
     QTRY_VERIFY(window->isVisible());
     QDBusConnection::disconnectFromBus(first);
+}
+
+void TestApplicationStart::announcesItsDisplayToTheDaemon_data() {
+    QTest::addColumn<QString>("platform");
+    QTest::addColumn<QString>("display");
+    QTest::addColumn<QString>("wayland");
+    QTest::addColumn<bool>("announced");
+    QTest::newRow("X11") << QStringLiteral("xcb") << QStringLiteral(":4") << QString() << true;
+    QTest::newRow("Wayland") << QStringLiteral("wayland") << QString()
+                             << QStringLiteral("wayland-1") << true;
+    QTest::newRow("Wayland with XWayland") << QStringLiteral("wayland-egl") << QStringLiteral(":1")
+                                           << QStringLiteral("wayland-0") << true;
+    QTest::newRow("offscreen") << QStringLiteral("offscreen") << QStringLiteral(":4") << QString()
+                               << false;
+    QTest::newRow("no display") << QStringLiteral("xcb") << QString() << QString() << false;
+}
+
+void TestApplicationStart::announcesItsDisplayToTheDaemon() {
+    QFETCH(QString, platform);
+    QFETCH(QString, display);
+    QFETCH(QString, wayland);
+    QFETCH(bool, announced);
+    qDBusRegisterMetaType<QMap<QString, QString>>();
+    QDBusConnection daemonBus =
+        QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("daemon"));
+    DisplayReceiver receiver;
+    QVERIFY(daemonBus.registerObject(QStringLiteral("/org/velmar/alarmd"), &receiver,
+                                     QDBusConnection::ExportScriptableSlots));
+    QVERIFY(daemonBus.registerService(QStringLiteral("org.velmar.alarmd")));
+    qputenv("DISPLAY", display.toLocal8Bit());
+    qputenv("WAYLAND_DISPLAY", wayland.toLocal8Bit());
+    qputenv("XAUTHORITY", "/home/someone/.Xauthority");
+    qputenv("SECRET", "not for the daemon");
+    qunsetenv("XDG_SESSION_TYPE");
+
+    const QDBusMessage sent =
+        ApplicationStart::announceDisplay(QDBusConnection::sessionBus(), platform);
+    QCOMPARE(sent.type() == QDBusMessage::MethodCallMessage, announced);
+    if (announced) {
+        QMap<QString, QString> expected{
+            {QStringLiteral("XAUTHORITY"), QStringLiteral("/home/someone/.Xauthority")}};
+        if (!display.isEmpty()) {
+            expected.insert(QStringLiteral("DISPLAY"), display);
+        }
+        if (!wayland.isEmpty()) {
+            expected.insert(QStringLiteral("WAYLAND_DISPLAY"), wayland);
+        }
+        expected.insert(QStringLiteral("XDG_RUNTIME_DIR"), qEnvironmentVariable("XDG_RUNTIME_DIR"));
+        expected.remove(QString());
+        if (expected.value(QStringLiteral("XDG_RUNTIME_DIR")).isEmpty()) {
+            expected.remove(QStringLiteral("XDG_RUNTIME_DIR"));
+        }
+        QTRY_COMPARE(receiver.received.size(), 1);
+        QCOMPARE(receiver.received.first(), expected);
+    } else {
+        QTest::qWait(100);
+        QVERIFY(receiver.received.isEmpty());
+    }
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "XAUTHORITY", "SECRET"}) {
+        qunsetenv(name);
+    }
+    daemonBus.unregisterService(QStringLiteral("org.velmar.alarmd"));
+    QDBusConnection::disconnectFromBus(QStringLiteral("daemon"));
 }
 
 PARDO_DBUS_TEST_MAIN(TestApplicationStart)
