@@ -8,13 +8,9 @@
 
 #include "ringmessage.h"
 #include "ringrequest.h"
+#include "sessiondisplay.h"
 
 namespace {
-
-// What the program is told about the session: the display's own variables
-// replace whatever the daemon was started with.
-const char* const displayVariables[] = {"DISPLAY",          "WAYLAND_DISPLAY", "XAUTHORITY",
-                                        "XDG_SESSION_TYPE", "QT_QPA_PLATFORM", "XDG_RUNTIME_DIR"};
 
 // A reply line of the program is short; anything longer is not listened to.
 constexpr int maxReplyBytes = 256;
@@ -46,9 +42,12 @@ void RingWindowHost::start(const QProcessEnvironment& display, const QProcessEnv
         return;
     }
     QProcessEnvironment environment = base;
-    for (const char* name : displayVariables) {
-        environment.remove(QLatin1String(name));
+    // What the program is told about the session: the display's own variables
+    // replace whatever the daemon was started with.
+    for (const QString& name : SessionDisplay::displayVariables()) {
+        environment.remove(name);
     }
+    environment.remove(QStringLiteral("QT_QPA_PLATFORM"));
     // A daemon started by the bus may know its bus only as the starter's.
     if (!environment.contains(QStringLiteral("DBUS_SESSION_BUS_ADDRESS")) &&
         environment.value(QStringLiteral("DBUS_STARTER_BUS_TYPE")) == QLatin1String("session")) {
