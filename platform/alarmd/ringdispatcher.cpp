@@ -11,6 +11,7 @@ namespace {
 // A ring window program that lived this long did not die of its start.
 constexpr qint64 settledMs = 10000;
 constexpr int longestPauseMs = 30000;
+constexpr int firstRetryMs = 1000;
 
 } // namespace
 
@@ -20,7 +21,10 @@ RingDispatcher::RingDispatcher(const QDBusConnection& bus, const QProcessEnviron
     , own_(own)
     , display_(new SessionDisplay(bus, own, this))
     , windows_(new RingWindowHost(this))
-    , notifier_(new RingNotifier(bus, this)) {
+    , notifier_(new RingNotifier(bus, this))
+    , retryTimer_(new QTimer(this)) {
+    retryTimer_->setSingleShot(true);
+    connect(retryTimer_, &QTimer::timeout, this, &RingDispatcher::retry);
     connect(display_, &SessionDisplay::found, this, &RingDispatcher::displayFound);
     connect(display_, &SessionDisplay::notFound, this, &RingDispatcher::noDisplay);
     connect(display_, &SessionDisplay::announced, this, [this] { placeSoon(); });
@@ -36,6 +40,7 @@ RingDispatcher::RingDispatcher(const QDBusConnection& bus, const QProcessEnviron
         qWarning("pardo-alarmd: the ring window program could not open its display");
         display_->markFailed(windows_->display());
         placeSoon();
+        retryLater();
     });
     connect(windows_, &RingWindowHost::ended, this, &RingDispatcher::windowsLost);
     connect(windows_, &RingWindowHost::closed, this, [this] { placeSoon(); });
@@ -107,6 +112,8 @@ void RingDispatcher::withdraw(qint64 cookie) {
     if (rings_.isEmpty()) {
         // Nothing rings: the program does not wait around for the next alarm.
         windows_->finish();
+        retryTimer_->stop();
+        retries_ = 0;
     }
 }
 
@@ -170,6 +177,22 @@ void RingDispatcher::displayFound(const QProcessEnvironment& display) {
 void RingDispatcher::noDisplay() {
     looking_ = false;
     toNotifications();
+    if (display_->managerUnanswered() && hasWaiting()) {
+        retryLater();
+    }
+}
+
+void RingDispatcher::retryLater() {
+    if (retryTimer_->isActive()) {
+        return;
+    }
+    retryTimer_->start(std::min(longestPauseMs, firstRetryMs << std::min(retries_, 5)));
+    ++retries_;
+}
+
+void RingDispatcher::retry() {
+    display_->forgetFailed();
+    placeSoon();
 }
 
 void RingDispatcher::toNotifications() {
@@ -188,6 +211,8 @@ void RingDispatcher::toNotifications() {
 
 void RingDispatcher::windowsReady() {
     windowsAlive_.start();
+    retryTimer_->stop();
+    retries_ = 0;
     place();
 }
 

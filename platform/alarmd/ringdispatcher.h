@@ -8,6 +8,7 @@
 
 #include "ringrequest.h"
 
+class QTimer;
 class RingNotifier;
 class RingWindowHost;
 class SessionDisplay;
@@ -62,6 +63,8 @@ private:
     void windowsLost();
     void toNotifications();
     bool hasWaiting() const;
+    void retryLater();
+    void retry();
 
     QProcessEnvironment own_;
     SessionDisplay* display_ = nullptr;
@@ -73,4 +76,8 @@ private:
     QElapsedTimer windowsAlive_;
     // Quick deaths of the ring window program in a row, for the pause before the next start.
     int quickDeaths_ = 0;
+    // A display that failed or a manager that did not answer is looked at again, later and
+    // later while it keeps failing, so that a passing fault does not leave a ring waiting.
+    QTimer* retryTimer_ = nullptr;
+    int retries_ = 0;
 };

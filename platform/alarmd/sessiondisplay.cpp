@@ -270,6 +270,7 @@ void SessionDisplay::find() {
     if (!bus.isConnected()) {
         // Answered from the event loop all the same, so that callers see one way of answering.
         answerQueued = true;
+        unanswered = true;
         QTimer::singleShot(0, this, [this] { finish(QStringList()); });
         return;
     }
@@ -286,6 +287,14 @@ void SessionDisplay::find() {
 void SessionDisplay::managerAnswered(QDBusPendingCallWatcher* call) {
     QStringList environment;
     const QDBusPendingReply<QDBusVariant> reply = *call;
+    const QDBusError::ErrorType error =
+        reply.isError() ? reply.error().type() : QDBusError::NoError;
+    unanswered = error == QDBusError::NoReply || error == QDBusError::Timeout ||
+                 error == QDBusError::TimedOut || error == QDBusError::Disconnected;
+    if (unanswered) {
+        qWarning("pardo-alarmd: the systemd user manager did not answer: %s",
+                 qPrintable(reply.error().message()));
+    }
     if (!reply.isError()) {
         const QVariant value = reply.value().variant();
         if (value.metaType() == QMetaType::fromType<QStringList>()) {

@@ -45,8 +45,13 @@ public:
     void find();
     bool isFinding() const { return watcher != nullptr || answerQueued; }
     // The program could not open this display (as found() gave it): skipped until its
-    // variables change or a display is announced.
+    // variables change, a display is announced or forgetFailed().
     void markFailed(const QProcessEnvironment& display);
+    // Every display marked failed may be tried again.
+    void forgetFailed() { failed.clear(); }
+    // The last lookup could not ask the manager: it took too long or the bus broke. A
+    // manager that is not there, or that answered, is an answer.
+    bool managerUnanswered() const { return unanswered; }
 
     // Connects to the sockets `variables` name; the environment a program needs for the
     // displays that answered (empty when none did). `fallbackRuntimeDir` serves a relative
@@ -78,4 +83,5 @@ private:
     QSet<QString> failed;
     QDBusPendingCallWatcher* watcher = nullptr;
     bool answerQueued = false;
+    bool unanswered = false;
 };

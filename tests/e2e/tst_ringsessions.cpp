@@ -129,6 +129,9 @@ void TestRingSessions::init() {
 
 void TestRingSessions::cleanup() {
     if (daemon) {
+        if (QTest::currentTestFailed()) {
+            qInfo("the daemon's log:\n%s", daemon->log().constData());
+        }
         QVERIFY2(daemon->stop(), qPrintable(daemon->howItEnded()));
         const QString report = daemon->sanitizerReport();
         QVERIFY2(report.isEmpty(), qPrintable(report));
