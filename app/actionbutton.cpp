@@ -27,13 +27,13 @@ ActionButton::ActionButton(bool isUpper, QWidget* parent)
 void ActionButton::setPrimaryAction() {
     setIcon(QIcon(isUpper ? QStringLiteral(":/images/icon_settings.png")
                           : QStringLiteral(":/images/icon_newtask.png")));
-    nameAction(isUpper ? QStringLiteral("Settings") : QStringLiteral("New task"));
+    nameAction(isUpper ? tr("Settings") : tr("New task"));
 }
 
 void ActionButton::setSecondaryAction() {
     setIcon(QIcon(isUpper ? QStringLiteral(":/images/icon_edittask.png")
                           : QStringLiteral(":/images/icon_deletetask.png")));
-    nameAction(isUpper ? QStringLiteral("Edit task") : QStringLiteral("Delete task"));
+    nameAction(isUpper ? tr("Edit task") : tr("Delete task"));
 }
 
 void ActionButton::nameAction(const QString& name) {

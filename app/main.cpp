@@ -9,9 +9,11 @@
 #include "maemo5theme.h"
 #include "mainwindow.h"
 #include "taskmanager.h"
+#include "translation.h"
 
 int main(int argc, char* argv[]) {
     QApplication app(argc, argv);
+    Translation::install();
     Maemo5Theme::apply(app);
     TaskManager taskManager;
     MainWindow window(taskManager);

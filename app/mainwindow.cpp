@@ -29,7 +29,7 @@ MainWindow::MainWindow(TaskManager& taskManager, QWidget* parent)
     initializeTasksArea(layout);
     initializeActionArea(layout);
 
-    setWindowTitle(QStringLiteral("Pardo Reminder"));
+    setWindowTitle(tr("Pardo Reminder"));
     // The handheld's screen: two 317-pixel columns and the action column fit without scrolling.
     // A smaller (or magnified) screen gets what it holds; the task grid scrolls.
     ScreenFit::resize(this, QSize(800, 480));
@@ -38,7 +38,7 @@ MainWindow::MainWindow(TaskManager& taskManager, QWidget* parent)
     connect(&taskManager, &TaskManager::editTaskCalled, this, [this] { addTask(); });
     connect(&taskManager, &TaskManager::settingsCalled, this, &MainWindow::displaySettingsWindow);
 
-    auto* newTask = new QAction(QStringLiteral("New task"), this);
+    auto* newTask = new QAction(tr("New task"), this);
     newTask->setShortcut(QKeySequence::New);
     connect(newTask, &QAction::triggered, this, [this] {
         // A new task, whatever is selected: with a selection the editor would open on it.
@@ -47,14 +47,14 @@ MainWindow::MainWindow(TaskManager& taskManager, QWidget* parent)
         }
         this->taskManager.handleTaskAction();
     });
-    auto* quit = new QAction(QStringLiteral("Quit"), this);
+    auto* quit = new QAction(tr("Quit"), this);
     quit->setShortcuts(QKeySequence::Quit);
     // Not every platform names one (offscreen, for one); Ctrl+Q is what users try.
     if (quit->shortcuts().isEmpty()) {
         quit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
     }
     connect(quit, &QAction::triggered, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
-    auto* help = new QAction(QStringLiteral("Quick start"), this);
+    auto* help = new QAction(tr("Quick start"), this);
     help->setShortcut(QKeySequence::HelpContents);
     connect(help, &QAction::triggered, this, [this] { openSettingsWindow()->showQuickStart(); });
     addActions({newTask, quit, help});
@@ -62,8 +62,8 @@ MainWindow::MainWindow(TaskManager& taskManager, QWidget* parent)
     // The grid's frame is no stop of its own on the keyboard's way, only the tasks in it.
     if (auto* area = findChild<QScrollArea*>()) {
         area->setFocusPolicy(Qt::NoFocus);
-        area->verticalScrollBar()->setAccessibleName(QStringLiteral("Task list"));
-        area->horizontalScrollBar()->setAccessibleName(QStringLiteral("Task list"));
+        area->verticalScrollBar()->setAccessibleName(tr("Task list"));
+        area->horizontalScrollBar()->setAccessibleName(tr("Task list"));
     }
 
     StackedWindow::enable(this);

@@ -92,9 +92,9 @@ void TaskButton::doubleTap() {
 void TaskButton::setNextAlarm(const QDateTime& moment) {
     const QString text =
         moment.isValid()
-            ? QStringLiteral("Next alarm: ") +
+            ? tr("Next alarm: ") +
                   QLocale::c().toString(moment.toLocalTime(), QStringLiteral("ddd d MMM, HH:mm"))
-            : QStringLiteral("No alarm queued");
+            : tr("No alarm queued");
     if (toolTip() != text) {
         setToolTip(text);
     }

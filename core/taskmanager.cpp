@@ -1,5 +1,6 @@
 #include "taskmanager.h"
 
+#include <QCoreApplication>
 #include <QGridLayout>
 #include <QMessageBox>
 #include <QSqlQuery>
@@ -35,7 +36,8 @@ QVariant text(const QString& value) {
 }
 
 void showTaskSaved() {
-    QMaemo5InformationBox::information(nullptr, QStringLiteral("Task saved."), 3000);
+    QMaemo5InformationBox::information(
+        nullptr, QCoreApplication::translate("TaskManager", "Task saved."), 3000);
 }
 
 } // namespace
@@ -45,9 +47,9 @@ TaskManager::TaskManager(QObject* parent)
     , tasksLayout(nullptr)
     , selectedTask(nullptr) {
     if (!databaseManager.openDatabase()) {
-        QMessageBox::critical(nullptr, QStringLiteral("Can not open database"),
-                              QStringLiteral("Unable to open a database connection."),
-                              QMessageBox::Close, QMessageBox::NoButton);
+        QMessageBox::critical(nullptr, tr("Can not open database"),
+                              tr("Unable to open a database connection."), QMessageBox::Close,
+                              QMessageBox::NoButton);
         std::exit(1);
     }
 }
@@ -179,10 +181,9 @@ void TaskManager::handleTaskAction() {
         Q_EMIT newTaskCalled();
         return;
     }
-    const QMessageBox::StandardButton answer =
-        QMessageBox::question(nullptr, QStringLiteral("Delete task"),
-                              QStringLiteral("Are you sure you want to delete this task?"),
-                              QMessageBox::Yes | QMessageBox::No, QMessageBox::NoButton);
+    const QMessageBox::StandardButton answer = QMessageBox::question(
+        nullptr, tr("Delete task"), tr("Are you sure you want to delete this task?"),
+        QMessageBox::Yes | QMessageBox::No, QMessageBox::NoButton);
     if (answer == QMessageBox::Yes) {
         removeTask();
     }

@@ -5,7 +5,8 @@ PARDO_ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 
 PARDO_PACKAGES=(
     cmake ninja-build g++ pkg-config
-    qt6-base-dev qt6-base-dev-tools qt6-svg-dev libqt6sql6-sqlite libsqlite3-dev libgl-dev
+    qt6-base-dev qt6-base-dev-tools qt6-svg-dev qt6-l10n-tools libqt6sql6-sqlite libsqlite3-dev
+    libgl-dev
     dbus dbus-daemon fonts-dejavu-core
     libdbus-1-dev libcanberra-dev libcanberra-pulse sound-theme-freedesktop
     scdoc groff-base desktop-file-utils appstream

@@ -19,8 +19,7 @@ AlarmsWidget::AlarmsWidget(bool isTaskT, const Task* task, QWidget* parent)
     layout->setContentsMargins(0, 0, 0, 0);
 
     auto* heading =
-        new QLabel(QStringLiteral("Alarms ") + (isTaskT ? QStringLiteral("from activation time:")
-                                                        : QStringLiteral("from set time:")));
+        new QLabel(tr("Alarms ") + (isTaskT ? tr("from activation time:") : tr("from set time:")));
     heading->setMinimumHeight(84);
     heading->setAlignment(Qt::AlignLeft | Qt::AlignBottom);
     layout->addWidget(heading);
@@ -36,10 +35,10 @@ AlarmsWidget::AlarmsWidget(bool isTaskT, const Task* task, QWidget* parent)
         addAlarmWidgets(false, 0);
     }
 
-    addButton = new QPushButton(QStringLiteral("+ Add new"));
+    addButton = new QPushButton(tr("+ Add new"));
     addButton->setObjectName(QStringLiteral("addButton"));
-    addButton->setAccessibleName(QStringLiteral("Add new alarm"));
-    addButton->setToolTip(QStringLiteral("Add new alarm"));
+    addButton->setAccessibleName(tr("Add new alarm"));
+    addButton->setToolTip(tr("Add new alarm"));
     connect(addButton, &QPushButton::clicked, this, &AlarmsWidget::addAlarm);
     layout->addWidget(addButton);
 }

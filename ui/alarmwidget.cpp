@@ -30,8 +30,8 @@ AlarmWidget::AlarmWidget(bool fromTask, bool isTaskT, int index, const Task* tas
     isBeforeButton->setMaximumWidth(50);
     // A T task's offsets always count after its activation.
     isBeforeButton->setEnabled(!isTaskT);
-    isBeforeButton->setToolTip(isTaskT ? QStringLiteral("After activation")
-                                       : QStringLiteral("Before or after the set time"));
+    isBeforeButton->setToolTip(isTaskT ? tr("After activation")
+                                       : tr("Before or after the set time"));
     connect(isBeforeButton, &QPushButton::clicked, this, &AlarmWidget::handleIsBeforeClicked);
     layout->addWidget(isBeforeButton);
     nameSign();
@@ -41,17 +41,16 @@ AlarmWidget::AlarmWidget(bool fromTask, bool isTaskT, int index, const Task* tas
     numberEdit->setMaximumWidth(100);
     numberEdit->setInputMethodHints(Qt::ImhDigitsOnly);
     numberEdit->setValidator(new QIntValidator(0, 99, numberEdit));
-    numberEdit->setAccessibleName(QStringLiteral("Offset"));
+    numberEdit->setAccessibleName(tr("Offset"));
     layout->addWidget(numberEdit);
 
     unitCombo = new QComboBox;
     unitCombo->setObjectName(QStringLiteral("unitCombo"));
-    unitCombo->addItems(
-        {QStringLiteral("minutes"), QStringLiteral("hours"), QStringLiteral("days")});
+    unitCombo->addItems({tr("minutes"), tr("hours"), tr("days")});
     unitCombo->setMaximumWidth(110);
     // Where combo boxes are read by their current entry, the description still tells what it is.
-    unitCombo->setAccessibleName(QStringLiteral("Unit"));
-    unitCombo->setAccessibleDescription(QStringLiteral("Unit of the offset"));
+    unitCombo->setAccessibleName(tr("Unit"));
+    unitCombo->setAccessibleDescription(tr("Unit of the offset"));
     if (alarm) {
         unitCombo->setCurrentIndex(static_cast<int>(alarm->unitType()));
     }
@@ -59,7 +58,7 @@ AlarmWidget::AlarmWidget(bool fromTask, bool isTaskT, int index, const Task* tas
 
     descriptionEdit = new QLineEdit(alarm ? alarm->description() : QString());
     descriptionEdit->setObjectName(QStringLiteral("descriptionEdit"));
-    descriptionEdit->setAccessibleName(QStringLiteral("Description"));
+    descriptionEdit->setAccessibleName(tr("Description"));
     layout->addWidget(descriptionEdit);
 
     removeButton = new QPushButton;
@@ -68,8 +67,8 @@ AlarmWidget::AlarmWidget(bool fromTask, bool isTaskT, int index, const Task* tas
     removeButton->setIcon(QIcon(QStringLiteral(":/images/icon_cancel_small.png")));
     removeButton->setIconSize(QSize(50, 50));
     removeButton->setFixedSize(70, 70);
-    removeButton->setAccessibleName(QStringLiteral("Remove alarm"));
-    removeButton->setToolTip(QStringLiteral("Remove alarm"));
+    removeButton->setAccessibleName(tr("Remove alarm"));
+    removeButton->setToolTip(tr("Remove alarm"));
     connect(removeButton, &QPushButton::clicked, this, &AlarmWidget::handleAlarmRemoved);
     layout->addWidget(removeButton);
 }
@@ -97,8 +96,8 @@ QWidget* AlarmWidget::firstField() const {
 
 void AlarmWidget::nameSign() {
     // "+" and "-" mean nothing read aloud.
-    isBeforeButton->setAccessibleName(isBefore() ? QStringLiteral("Before the set time")
-                                                 : QStringLiteral("After the set time"));
+    isBeforeButton->setAccessibleName(isBefore() ? tr("Before the set time")
+                                                 : tr("After the set time"));
 }
 
 void AlarmWidget::handleAlarmRemoved() {

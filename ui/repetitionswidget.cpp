@@ -81,20 +81,19 @@ RepetitionsWidget::RepetitionsWidget(const TaskWindow& taskWindow, const Task* t
     grid->setContentsMargins(0, 0, 0, 0);
     grid->setSpacing(0);
 
-    grid->addWidget(new QLabel(QStringLiteral("Repeat:")), 0, 0, 1, 4,
-                    Qt::AlignLeft | Qt::AlignBottom);
+    grid->addWidget(new QLabel(tr("Repeat:")), 0, 0, 1, 4, Qt::AlignLeft | Qt::AlignBottom);
     grid->setRowMinimumHeight(0, kRowHeight);
 
     QGroupBox* typeBox = flatBox(QStringLiteral("repeatTypeBox"));
-    typeBox->setAccessibleName(QStringLiteral("Repeat"));
+    typeBox->setAccessibleName(tr("Repeat"));
     QHBoxLayout* typeRow = tightRow(typeBox);
     repeatTypeGroup = new QButtonGroup(this);
     repeatTypeGroup->setObjectName(QStringLiteral("repeatTypeGroup"));
     repeatTypeGroup->setExclusive(true);
-    auto* never = new QRadioButton(QStringLiteral("Never"));
-    auto* always = new QRadioButton(QStringLiteral("Forever"));
-    auto* until = new QRadioButton(QStringLiteral("Until"));
-    auto* times = new QRadioButton(QStringLiteral("X times"));
+    auto* never = new QRadioButton(tr("Never"));
+    auto* always = new QRadioButton(tr("Forever"));
+    auto* until = new QRadioButton(tr("Until"));
+    auto* times = new QRadioButton(tr("X times"));
     never->setChecked(true);
     never->setObjectName(QStringLiteral("neverButton"));
     always->setObjectName(QStringLiteral("foreverButton"));
@@ -137,7 +136,7 @@ void RepetitionsWidget::addRepeatNumberAndType(QGridLayout* layout) {
     auto* row = new QHBoxLayout(repeatCycleWidget);
     row->setContentsMargins(0, 0, 0, 0);
 
-    auto* every = new QLabel(QStringLiteral("Every"));
+    auto* every = new QLabel(tr("Every"));
     row->addWidget(every);
 
     repeatIntervalNumberEdit =
@@ -151,13 +150,11 @@ void RepetitionsWidget::addRepeatNumberAndType(QGridLayout* layout) {
 
     repeatIntervalTypeCombo = new QComboBox;
     repeatIntervalTypeCombo->setObjectName(QStringLiteral("repeatIntervalTypeCombo"));
-    repeatIntervalTypeCombo->addItems({QStringLiteral("minutes"), QStringLiteral("hours"),
-                                       QStringLiteral("days"), QStringLiteral("weeks"),
-                                       QStringLiteral("months"), QStringLiteral("years")});
+    repeatIntervalTypeCombo->addItems(
+        {tr("minutes"), tr("hours"), tr("days"), tr("weeks"), tr("months"), tr("years")});
     repeatIntervalTypeCombo->setMaximumWidth(110);
-    repeatIntervalTypeCombo->setAccessibleName(QStringLiteral("Repeat unit"));
-    repeatIntervalTypeCombo->setAccessibleDescription(
-        QStringLiteral("Unit of the repeat interval"));
+    repeatIntervalTypeCombo->setAccessibleName(tr("Repeat unit"));
+    repeatIntervalTypeCombo->setAccessibleDescription(tr("Unit of the repeat interval"));
     row->addWidget(repeatIntervalTypeCombo);
     row->addStretch();
     connect(repeatIntervalTypeCombo, &QComboBox::currentIndexChanged, this,
@@ -180,14 +177,14 @@ void RepetitionsWidget::addRepeatEndingCriteria(QGridLayout* layout) {
     repeatStopNumberEdit->setMaximumWidth(100);
     repeatStopNumberEdit->setInputMethodHints(Qt::ImhDigitsOnly);
     repeatStopNumberEdit->setValidator(new StrictIntValidator(2, 99, repeatStopNumberEdit));
-    repeatStopNumberEdit->setAccessibleName(QStringLiteral("Number of times"));
+    repeatStopNumberEdit->setAccessibleName(tr("Number of times"));
     row->addWidget(repeatStopNumberEdit);
 
-    timesLabel = new QLabel(QStringLiteral("times"));
+    timesLabel = new QLabel(tr("times"));
     timesLabel->setObjectName(QStringLiteral("timesLabel"));
     row->addWidget(timesLabel);
 
-    repeatUntilButton = new QMaemo5ValueButton(QStringLiteral("Until:"));
+    repeatUntilButton = new QMaemo5ValueButton(tr("Until:"));
     repeatUntilButton->setObjectName(QStringLiteral("repeatUntilButton"));
     repeatUntilButton->setValueLayout(QMaemo5ValueButton::ValueUnderText);
     auto* selector = new QMaemo5DatePickSelector;
@@ -208,7 +205,7 @@ void RepetitionsWidget::addDaysButtons(QGridLayout* layout) {
     inner->setSpacing(0);
     inner->setContentsMargins(0, 0, 0, 0);
 
-    repeatOnLabel = new QLabel(QStringLiteral("Repeat on:"));
+    repeatOnLabel = new QLabel(tr("Repeat on:"));
     inner->addWidget(repeatOnLabel, 0, 0, Qt::AlignLeft | Qt::AlignBottom);
     inner->setRowMinimumHeight(0, kRowHeight);
 
@@ -217,11 +214,10 @@ void RepetitionsWidget::addDaysButtons(QGridLayout* layout) {
     // Any number of days may be on.
     weekDaysGroup->setExclusive(false);
     weekDaysBox = flatBox(QStringLiteral("weekDaysBox"));
-    weekDaysBox->setAccessibleName(QStringLiteral("Repeat on"));
+    weekDaysBox->setAccessibleName(tr("Repeat on"));
     QHBoxLayout* days = tightRow(weekDaysBox);
-    const QStringList names = {QStringLiteral("Mon"), QStringLiteral("Tue"), QStringLiteral("Wed"),
-                               QStringLiteral("Thu"), QStringLiteral("Fri"), QStringLiteral("Sat"),
-                               QStringLiteral("Sun")};
+    const QStringList names = {tr("Mon"), tr("Tue"), tr("Wed"), tr("Thu"),
+                               tr("Fri"), tr("Sat"), tr("Sun")};
     for (int day = 1; day <= names.size(); ++day) {
         auto* button = new QRadioButton(names.at(day - 1));
         button->setObjectName(QStringLiteral("day%1Button").arg(day));
@@ -257,22 +253,22 @@ void RepetitionsWidget::addMonthlySpecification(QGridLayout* layout) {
     inner->setSpacing(0);
     inner->setContentsMargins(0, 0, 0, 0);
 
-    repeatByLabel = new QLabel(QStringLiteral("Repeat by:"));
+    repeatByLabel = new QLabel(tr("Repeat by:"));
     inner->addWidget(repeatByLabel, 0, 0, Qt::AlignLeft | Qt::AlignBottom);
-    monthlyClarificationLabel = new QLabel(
-        QStringLiteral("Will repeat on the day %1.").arg(taskWindow.getStartDate().day()));
+    monthlyClarificationLabel =
+        new QLabel(tr("Will repeat on the day %1.").arg(taskWindow.getStartDate().day()));
     monthlyClarificationLabel->setObjectName(QStringLiteral("monthlyClarificationLabel"));
     inner->addWidget(monthlyClarificationLabel, 0, 1, Qt::AlignRight | Qt::AlignBottom);
     inner->setRowMinimumHeight(0, kRowHeight);
 
     monthlyTypeBox = flatBox(QStringLiteral("monthlyTypeBox"));
-    monthlyTypeBox->setAccessibleName(QStringLiteral("Repeat by"));
+    monthlyTypeBox->setAccessibleName(tr("Repeat by"));
     QHBoxLayout* choices = tightRow(monthlyTypeBox);
     monthlyRepeatTypeGroup = new QButtonGroup(this);
     monthlyRepeatTypeGroup->setObjectName(QStringLiteral("monthlyRepeatTypeGroup"));
     monthlyRepeatTypeGroup->setExclusive(true);
-    auto* byDay = new QRadioButton(QStringLiteral("Day of the month"));
-    auto* byWeekday = new QRadioButton(QStringLiteral("Day of the week"));
+    auto* byDay = new QRadioButton(tr("Day of the month"));
+    auto* byWeekday = new QRadioButton(tr("Day of the week"));
     byDay->setChecked(true);
     byDay->setObjectName(QStringLiteral("dayOfMonthButton"));
     byWeekday->setObjectName(QStringLiteral("dayOfWeekButton"));
@@ -318,25 +314,23 @@ void RepetitionsWidget::displayRepetitionCycle(int index) {
 void RepetitionsWidget::updateMonthlyClarificationLabel() {
     const QDate start = taskWindow.getStartDate();
     if (monthlyRepeatTypeGroup->checkedId() == MonthlyByDayOfMonth) {
-        monthlyClarificationLabel->setText(
-            QStringLiteral("Will repeat on the day %1.").arg(start.day()));
+        monthlyClarificationLabel->setText(tr("Will repeat on the day %1.").arg(start.day()));
         return;
     }
     const int n = Util::whichDayOfWeekInMonthIsDate(start);
     // n is 1 to 5, so 11th to 13th never come up.
-    QString suffix = QStringLiteral("th");
+    QString suffix = tr("th");
     if (n == 1) {
-        suffix = QStringLiteral("st");
+        suffix = tr("st");
     } else if (n == 2) {
-        suffix = QStringLiteral("nd");
+        suffix = tr("nd");
     } else if (n == 3) {
-        suffix = QStringLiteral("rd");
+        suffix = tr("rd");
     }
     // English day names whatever the system locale: the sentence is English.
     const QString day =
         QLocale(QLocale::English, QLocale::UnitedStates).toString(start, QStringLiteral("ddd"));
-    monthlyClarificationLabel->setText(
-        QStringLiteral("Will repeat on the %1%2 %3.").arg(n).arg(suffix, day));
+    monthlyClarificationLabel->setText(tr("Will repeat on the %1%2 %3.").arg(n).arg(suffix, day));
 }
 
 void RepetitionsWidget::updateWeeklyDayOfWeekButtons() {

@@ -21,14 +21,14 @@ namespace {
 const int kDefaultSnooze = 10;
 
 // The links use reserved example addresses: the product has no public site.
-const char* const kAboutText =
-    "The Pardo Reminder 1.0.1 was created by the Velmar Ltd. company. "
-    "Promotion website can be seen at <a href='https://pardo.example.com'>"
-    "<font color='#22c70d'>pardo.example.com</font></a>. "
-    "You can provide feedback or get support via "
-    "<a href='mailto:support@pardo.example.com?subject=PARDO%20feedback'>"
-    "<font color='#22c70d'>support@pardo.example.com</font></a>. "
-    "Both will be appreciated.";
+const char* const kAboutText = QT_TRANSLATE_NOOP(
+    "SettingsWindow", "The Pardo Reminder 1.0.1 was created by the Velmar Ltd. company. "
+                      "Promotion website can be seen at <a href='https://pardo.example.com'>"
+                      "<font color='#22c70d'>pardo.example.com</font></a>. "
+                      "You can provide feedback or get support via "
+                      "<a href='mailto:support@pardo.example.com?subject=PARDO%20feedback'>"
+                      "<font color='#22c70d'>support@pardo.example.com</font></a>. "
+                      "Both will be appreciated.");
 
 QLabel* bodyText(const QString& text) {
     auto* label = new QLabel(text);
@@ -69,7 +69,7 @@ SettingsWindow::SettingsWindow(QWidget* parent)
     : QMainWindow(parent)
     , snoozeIntervalEdit(nullptr) {
     StackedWindow::enable(this);
-    setWindowTitle(QStringLiteral("Pardo Reminder"));
+    setWindowTitle(tr("Pardo Reminder"));
 
     auto* central = new QWidget;
     auto* layout = new QHBoxLayout(central);
@@ -90,7 +90,7 @@ SettingsWindow::SettingsWindow(QWidget* parent)
 
     grid->setRowMinimumHeight(0, 84);
     grid->setColumnMinimumWidth(1, 410);
-    auto* snoozeLabel = new QLabel(QStringLiteral("Snooze interval (min):"));
+    auto* snoozeLabel = new QLabel(tr("Snooze interval (min):"));
     grid->addWidget(snoozeLabel, 0, 0);
     snoozeIntervalEdit = new QLineEdit(QString::number(getSnoozeIntervalFromDatabase()));
     snoozeLabel->setBuddy(snoozeIntervalEdit);
@@ -100,34 +100,30 @@ SettingsWindow::SettingsWindow(QWidget* parent)
     snoozeIntervalEdit->setValidator(new StrictIntValidator(1, 99, snoozeIntervalEdit));
     grid->addWidget(snoozeIntervalEdit, 0, 1);
 
-    QLabel* quickStart = bodyText(QStringLiteral(
-        "Tap the task once to select it if you want to change or delete it. Tap it twice to "
-        "activate and deactivate it. That's it - fast and simple!"));
+    QLabel* quickStart = bodyText(
+        tr("Tap the task once to select it if you want to change or delete it. Tap it twice to "
+           "activate and deactivate it. That's it - fast and simple!"));
     quickStart->setObjectName(QStringLiteral("quickStartText"));
-    grid->addWidget(section(QStringLiteral("Quick start"), quickStart, QMargins(0, 0, 0, 0)), 1, 0,
-                    1, 2);
+    grid->addWidget(section(tr("Quick start"), quickStart, QMargins(0, 0, 0, 0)), 1, 0, 1, 2);
 
-    QLabel* about = bodyText(QString::fromLatin1(kAboutText));
+    QLabel* about = bodyText(tr(kAboutText));
     about->setObjectName(QStringLiteral("aboutText"));
     about->setTextFormat(Qt::RichText);
     about->setOpenExternalLinks(true);
     // The links are reached with Tab as well.
     about->setTextInteractionFlags(Qt::TextBrowserInteraction);
-    grid->addWidget(section(QStringLiteral("Feedback and support"), about, QMargins(0, 12, 0, 0)),
-                    2, 0, 1, 2);
+    grid->addWidget(section(tr("Feedback and support"), about, QMargins(0, 12, 0, 0)), 2, 0, 1, 2);
 
     area->setWidget(content);
 
     auto* sidebar = new QVBoxLayout;
     sidebar->setContentsMargins(0, 0, 0, 0);
     sidebar->setSpacing(0);
-    TaskWindowButton* cancel =
-        sidebarButton("icon_cancel.png", "cancelButton", QStringLiteral("Cancel"));
+    TaskWindowButton* cancel = sidebarButton("icon_cancel.png", "cancelButton", tr("Cancel"));
     connect(cancel, &TaskWindowButton::clicked, this, &SettingsWindow::close);
     sidebar->addWidget(cancel);
     sidebar->addStretch();
-    TaskWindowButton* accept =
-        sidebarButton("icon_accept.png", "acceptButton", QStringLiteral("Save"));
+    TaskWindowButton* accept = sidebarButton("icon_accept.png", "acceptButton", tr("Save"));
     connect(accept, &TaskWindowButton::clicked, this, &SettingsWindow::saveSettings);
     sidebar->addWidget(accept);
     layout->addLayout(sidebar);
@@ -161,7 +157,7 @@ void SettingsWindow::saveSettings() {
                         .arg(snoozeIntervalEdit->text()))) {
         return;
     }
-    QMaemo5InformationBox::information(nullptr, QStringLiteral("Settings saved."), 3000);
+    QMaemo5InformationBox::information(nullptr, tr("Settings saved."), 3000);
     close();
 }
 

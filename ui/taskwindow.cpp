@@ -2,6 +2,7 @@
 
 #include <QButtonGroup>
 #include <QComboBox>
+#include <QCoreApplication>
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -29,11 +30,11 @@ namespace {
 const int kTitleLength = 20;
 
 QString cancelText() {
-    return QStringLiteral("Cancel");
+    return QCoreApplication::translate("TaskWindow", "Cancel");
 }
 
 QString acceptText() {
-    return QStringLiteral("Save");
+    return QCoreApplication::translate("TaskWindow", "Save");
 }
 
 // Failed conversions count as 0, which every range check below rejects or accepts as such.
@@ -50,7 +51,8 @@ void refuse(const QString& title, const QString& text) {
 // The editor stays open with what the user typed, so that nothing is lost silently.
 void refuseUnsaved(Task* task) {
     delete task;
-    QMaemo5InformationBox::information(nullptr, QStringLiteral("Task could not be saved."), 3000);
+    QMaemo5InformationBox::information(
+        nullptr, QCoreApplication::translate("TaskWindow", "Task could not be saved."), 3000);
 }
 
 QLineEdit* titleField(const Task* task) {
@@ -83,7 +85,7 @@ NewTaskButton* typeButton(const char* icon, const char* name, const QString& typ
 }
 
 QLabel* titleLabel(QLineEdit* titleEdit) {
-    auto* label = new QLabel(QStringLiteral("Title"));
+    auto* label = new QLabel(QCoreApplication::translate("TaskWindow", "Title"));
     label->setMinimumHeight(84);
     label->setBuddy(titleEdit);
     return label;
@@ -138,7 +140,7 @@ TaskWindow::TaskWindow(TaskManager& taskManager, QWidget* parent)
     , timeButton(nullptr)
     , keys(new WindowKeys(this)) {
     StackedWindow::enable(this);
-    setWindowTitle(QStringLiteral("Pardo Reminder"));
+    setWindowTitle(tr("Pardo Reminder"));
 
     auto* central = new QWidget;
     auto* layout = new QHBoxLayout(central);
@@ -188,11 +190,10 @@ void TaskWindow::removeAllWidgets() {
 void TaskWindow::displayTaskTypeSelection(QGridLayout* layout) {
     layout->setHorizontalSpacing(80);
 
-    layout->addWidget(new QLabel(QStringLiteral("Create a new task starting")), 0, 0, 1, 2,
-                      Qt::AlignCenter);
+    layout->addWidget(new QLabel(tr("Create a new task starting")), 0, 0, 1, 2, Qt::AlignCenter);
 
-    const QString countdownText = QStringLiteral("From activation time");
-    const QString datedText = QStringLiteral("At fixed date & time");
+    const QString countdownText = tr("From activation time");
+    const QString datedText = tr("At fixed date & time");
 
     NewTaskButton* countdown = typeButton("icon_stopwatch.png", "typeTButton", countdownText);
     connect(countdown, &NewTaskButton::clicked, this, &TaskWindow::displayTaskT);
@@ -228,7 +229,7 @@ void TaskWindow::displayTaskT() {
     titleEdit = titleField(focused);
     grid->addWidget(titleLabel(titleEdit), 0, 0);
     grid->addWidget(titleEdit, 0, 1);
-    grid->addWidget(new QLabel(QStringLiteral("(20 characters max)")), 0, 2);
+    grid->addWidget(new QLabel(tr("(20 characters max)")), 0, 2);
 
     addAlarmsWidget(column, true);
     column->addStretch();
@@ -292,8 +293,7 @@ void TaskWindow::displayTaskD() {
         }
     };
 
-    TaskWindowButton* repeat =
-        sidebarButton("icon_repeat.png", "repeatButton", QStringLiteral("Repeat"));
+    TaskWindowButton* repeat = sidebarButton("icon_repeat.png", "repeatButton", tr("Repeat"));
     repeat->setCheckable(true);
     connect(repeat, &TaskWindowButton::clicked, this, [repetitions, showOnly] {
         showOnly(repetitions);
@@ -301,13 +301,12 @@ void TaskWindow::displayTaskD() {
         repetitions->updateWeeklyDayOfWeekButtons();
     });
 
-    TaskWindowButton* alarm =
-        sidebarButton("icon_alarm.png", "alarmButton", QStringLiteral("Alarms"));
+    TaskWindowButton* alarm = sidebarButton("icon_alarm.png", "alarmButton", tr("Alarms"));
     alarm->setCheckable(true);
     connect(alarm, &TaskWindowButton::clicked, this, [alarms, showOnly] { showOnly(alarms); });
 
     TaskWindowButton* calendar =
-        sidebarButton("icon_calendar.png", "calendarButton", QStringLiteral("Date and time"));
+        sidebarButton("icon_calendar.png", "calendarButton", tr("Date and time"));
     calendar->setCheckable(true);
     calendar->setChecked(true);
     connect(calendar, &TaskWindowButton::clicked, this,
@@ -351,9 +350,9 @@ QWidget* TaskWindow::addDtWidget(QVBoxLayout* layout) {
     title->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     grid->addWidget(title, 0, 0);
     grid->addWidget(titleEdit, 0, 1);
-    grid->addWidget(new QLabel(QStringLiteral("(20 characters max)")), 0, 2);
+    grid->addWidget(new QLabel(tr("(20 characters max)")), 0, 2);
 
-    timeButton = new QMaemo5ValueButton(QStringLiteral("Time:"));
+    timeButton = new QMaemo5ValueButton(tr("Time:"));
     timeButton->setObjectName(QStringLiteral("timeButton"));
     timeButton->setValueLayout(QMaemo5ValueButton::ValueBesideText);
     auto* timeSelector = new QMaemo5TimePickSelector;
@@ -361,7 +360,7 @@ QWidget* TaskWindow::addDtWidget(QVBoxLayout* layout) {
     timeButton->setPickSelector(timeSelector);
     grid->addWidget(timeButton, 1, 0, 1, -1);
 
-    dateButton = new QMaemo5ValueButton(QStringLiteral("Date:"));
+    dateButton = new QMaemo5ValueButton(tr("Date:"));
     dateButton->setObjectName(QStringLiteral("dateButton"));
     dateButton->setValueLayout(QMaemo5ValueButton::ValueBesideText);
     auto* dateSelector = new QMaemo5DatePickSelector;
@@ -389,13 +388,13 @@ void TaskWindow::addRepetitionsWidget(QVBoxLayout* layout) {
 
 bool TaskWindow::validateTitleAndOffsets(const QString& offsetText) {
     if (titleEdit->text().length() == 0) {
-        refuse(QStringLiteral("Missing title"), QStringLiteral("Every task must have a title."));
+        refuse(tr("Missing title"), tr("Every task must have a title."));
         return false;
     }
     for (int i = 0; i < alarmsWidget->alarmsNo(); ++i) {
         const int number = toNumber(alarmsWidget->getNumber(i)->text());
         if (number < 0 || number > 99) {
-            refuse(QStringLiteral("Invalid alarm offset"), offsetText);
+            refuse(tr("Invalid alarm offset"), offsetText);
             return false;
         }
     }
@@ -403,14 +402,12 @@ bool TaskWindow::validateTitleAndOffsets(const QString& offsetText) {
 }
 
 bool TaskWindow::validateTaskT() {
-    return validateTitleAndOffsets(
-        QStringLiteral("Every alarm must have an offset between 0 and 99."));
+    return validateTitleAndOffsets(tr("Every alarm must have an offset between 0 and 99."));
 }
 
 bool TaskWindow::validateTaskD() {
     // Same range as for T: the sign is the row's toggle, only the wording names -99.
-    if (!validateTitleAndOffsets(
-            QStringLiteral("Every alarm must have an offset between -99 and 99."))) {
+    if (!validateTitleAndOffsets(tr("Every alarm must have an offset between -99 and 99."))) {
         return false;
     }
     const int repetition = repetitionsWidget->repeatTypeGroup->checkedId();
@@ -419,15 +416,15 @@ bool TaskWindow::validateTaskD() {
     }
     const int interval = toNumber(repetitionsWidget->repeatIntervalNumberEdit->text());
     if (interval < 1 || interval > 99) {
-        refuse(QStringLiteral("Invalid repeat interval"),
-               QStringLiteral("Repeat interval units must be between 1 and 99."));
+        refuse(tr("Invalid repeat interval"),
+               tr("Repeat interval units must be between 1 and 99."));
         return false;
     }
     if (repetition == RepeatXTimes) {
         const int stop = toNumber(repetitionsWidget->repeatStopNumberEdit->text());
         if (stop < 2 || stop > 99) {
-            refuse(QStringLiteral("Invalid repeat stop criteria"),
-                   QStringLiteral("Repeat stop number must be between 2 and 99."));
+            refuse(tr("Invalid repeat stop criteria"),
+                   tr("Repeat stop number must be between 2 and 99."));
             return false;
         }
     }

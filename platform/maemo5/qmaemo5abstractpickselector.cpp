@@ -38,7 +38,7 @@ QDialog* QMaemo5AbstractPickSelector::pickerDialog(QWidget* parent, QWidget* con
 
     auto* side = new QVBoxLayout;
     side->addStretch();
-    auto* button = new QPushButton(QStringLiteral("Done"));
+    auto* button = new QPushButton(tr("Done"));
     button->setObjectName(QStringLiteral("doneButton"));
     button->setMinimumSize(160, 70);
     button->setDefault(true);

@@ -58,10 +58,8 @@ QWidget* QMaemo5TimePickSelector::widget(QWidget* parent) {
     auto* layout = new QHBoxLayout(content);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addStretch();
-    QListWidget* hours =
-        column(QStringLiteral("hourList"), QStringLiteral("Hours"), 24, shown.hour());
-    QListWidget* minutes =
-        column(QStringLiteral("minuteList"), QStringLiteral("Minutes"), 60, shown.minute());
+    QListWidget* hours = column(QStringLiteral("hourList"), tr("Hours"), 24, shown.hour());
+    QListWidget* minutes = column(QStringLiteral("minuteList"), tr("Minutes"), 60, shown.minute());
     layout->addWidget(hours);
     layout->addWidget(new QLabel(QStringLiteral(":")));
     layout->addWidget(minutes);
