@@ -13,6 +13,7 @@
 #include <cstdlib>
 
 #include "task.h"
+#include "timesource.h"
 
 namespace {
 
@@ -253,7 +254,8 @@ void AlarmManager::setTaskTAlarms(const Task& task) {
             continue;
         }
         // A countdown always runs forward from now, whatever isBefore says.
-        const QDateTime moment = task.getAlarm(i)->countdownMoment(secondsOf(time(nullptr)));
+        const QDateTime moment = task.getAlarm(i)->countdownMoment(
+            secondsOf(time_t(TimeSource::currentSecsSinceEpoch())));
         if (!withinDaemonTimes(moment)) {
             warnLeftOut(task, i, "its moment lies beyond the year 9999");
             continue;
@@ -272,7 +274,7 @@ bool AlarmManager::populateTimeStructure(const Task& task, const Alarm& alarm, t
     if (!withinDaemonTimes(moment)) {
         return false;
     }
-    const time_t now = time(nullptr);
+    const time_t now = time_t(TimeSource::currentSecsSinceEpoch());
     localtime_r(&now, &out);
     out.tm_year = moment.date().year() - 1900;
     out.tm_mon = moment.date().month() - 1;
@@ -294,7 +296,7 @@ void AlarmManager::setTaskDAlarms(const Task& task) {
     const int snooze = getGeneralSnoozeTime();
     const qint64 step = task.hasTrivialRepetition() ? recurSeconds(task) : 0;
     const int count =
-        task.hasTrivialRepetition() ? recurCount(task, QDateTime::currentDateTime()) : 0;
+        task.hasTrivialRepetition() ? recurCount(task, TimeSource::currentDateTime()) : 0;
     for (int i = 0; i < task.noOfAlarms(); ++i) {
         if (step > kTenYearsSecs) {
             warnLeftOut(task, i, "it repeats less often than every ten years");
@@ -332,7 +334,7 @@ void AlarmManager::setTaskDAlarms(const Task& task) {
 
 void AlarmManager::setDummyUIAlarmForTask(const Task& task, int alarmNo) {
     alarm_event_t* event = createEvent(task, alarmNo, getGeneralSnoozeTime());
-    event->alarm_time = time(nullptr) + 1;
+    event->alarm_time = time_t(TimeSource::currentSecsSinceEpoch()) + 1;
     addDialogActions(event);
     addEvent(task, event);
     alarm_event_delete(event);

@@ -3,6 +3,7 @@
 #include <QtGlobal>
 
 #include "task.h"
+#include "timesource.h"
 
 namespace {
 
@@ -83,7 +84,7 @@ QDateTime Alarm::dueMoment() const {
 }
 
 QDateTime Alarm::getNextOccurrence() const {
-    const QDateTime now = QDateTime::currentDateTime();
+    const QDateTime now = TimeSource::currentDateTime();
     // An alarm before its occurrence is due only for occurrences later than now by about the
     // offset: start looking there rather than one occurrence at a time from now. Two days
     // less keeps daylight-saving changes from hiding an earlier one.

@@ -11,6 +11,7 @@
 #include "repetitionswidget.h"
 #include "taskbutton.h"
 #include "taskmanager.h"
+#include "timesource.h"
 
 Task::Task(TaskManager& manager, int id, const QString& name, bool active, Task::Type type,
            QObject* parent)
@@ -38,8 +39,9 @@ Task::Task(TaskManager& manager, int id, const QString& name, bool active, Task:
     // The grid's container takes the button as its child and may destroy it first at shutdown.
     connect(button, &QObject::destroyed, this, [this] { button = nullptr; });
     if (type_ == T) {
-        date_ = QDate::currentDate();
-        time_ = QTime::currentTime();
+        const QDateTime now = TimeSource::currentDateTime();
+        date_ = now.date();
+        time_ = now.time();
     }
 }
 
@@ -84,7 +86,7 @@ void Task::refreshNextAlarm() {
     if (!button) {
         return;
     }
-    const QDateTime now = QDateTime::currentDateTime();
+    const QDateTime now = TimeSource::currentDateTime();
     const QDateTime next = manager.nextAlarmOf(*this, now);
     button->setNextAlarm(next);
     if (!next.isValid()) {
@@ -101,7 +103,7 @@ QDateTime Task::countdownStart() const {
 }
 
 void Task::restartCountdown() {
-    countdownStart_ = QDateTime::currentDateTime();
+    countdownStart_ = TimeSource::currentDateTime();
 }
 
 bool Task::eventFilter(QObject* watched, QEvent* event) {
@@ -125,8 +127,9 @@ void Task::changeActivationState() {
     button->setActivated(active_);
     // A T task stores the moment of its last toggle, also when switched off.
     if (type_ == T) {
-        date_ = QDate::currentDate();
-        time_ = QTime::currentTime();
+        const QDateTime now = TimeSource::currentDateTime();
+        date_ = now.date();
+        time_ = now.time();
         countdownStart_ = QDateTime(date_, time_);
     }
     manager.saveTaskActivationState(*this);

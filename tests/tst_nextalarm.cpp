@@ -3,6 +3,7 @@
 #include <QScrollArea>
 
 #include "mainwindow.h"
+#include "fixedtime.h"
 #include "pardotest.h"
 #include "task.h"
 #include "taskbutton.h"
@@ -84,6 +85,8 @@ private Q_SLOTS:
     void savingAnEditedCountdownRestartsIt();
     void aPassingRingMovesOn();
     void aTooltipIsCurrent();
+    void countsFromTheMomentOfTheClock_data();
+    void countsFromTheMomentOfTheClock();
 
 private:
     void start();
@@ -399,6 +402,41 @@ void TestNextAlarm::aTooltipIsCurrent() {
                      buttonOf(QStringLiteral("Eggs"))->mapToGlobal(QPoint(150, 50)));
     QApplication::sendEvent(buttonOf(QStringLiteral("Eggs")), &hover);
     QCOMPARE(textOf(QStringLiteral("Eggs")), QStringLiteral("Next alarm: Thu 26 Nov, 07:36"));
+}
+
+void TestNextAlarm::countsFromTheMomentOfTheClock_data() {
+    QTest::addColumn<QDateTime>("now");
+    QTest::addColumn<QString>("daily");
+    QTest::addColumn<QString>("countdown");
+    const QDate saturday(2031, 6, 14);
+    const QDate sunday(2031, 6, 15);
+    const QString sundayNine = QStringLiteral("Next alarm: Sun 15 Jun, 09:00");
+    QTest::newRow("the evening before") << QDateTime(saturday, QTime(23, 30)) << sundayNine
+                                        << QStringLiteral("Next alarm: Sun 15 Jun, 00:30");
+    QTest::newRow("a minute before") << QDateTime(sunday, QTime(8, 59)) << sundayNine
+                                     << QStringLiteral("Next alarm: Sun 15 Jun, 09:59");
+    QTest::newRow("a minute after")
+        << QDateTime(sunday, QTime(9, 1)) << QStringLiteral("Next alarm: Mon 16 Jun, 09:00")
+        << QStringLiteral("Next alarm: Sun 15 Jun, 10:01");
+}
+
+// Any moment can be tried at once: the application reads the time from one source.
+void TestNextAlarm::countsFromTheMomentOfTheClock() {
+    QFETCH(QDateTime, now);
+    QFETCH(QString, daily);
+    QFETCH(QString, countdown);
+    const FixedTime clock(now);
+    const int dailyId = addTask(QStringLiteral("Daily"), true, 2, QStringLiteral("2031-06-01"),
+                                QStringLiteral("09:00"));
+    addAlarm(dailyId, {false, 0, 0});
+    addRepetition(dailyId, 2, 0, 2, 1, QString());
+    const int countdownId = addTask(QStringLiteral("Countdown"), false, 1, QString(), QString());
+    addAlarm(countdownId, {false, 1, 1});
+    start();
+    QCOMPARE(textOf(QStringLiteral("Daily")), daily);
+    taskNamed(QStringLiteral("Countdown"))->changeActivationState();
+    QCOMPARE(textOf(QStringLiteral("Countdown")), countdown);
+    QCOMPARE(taskNamed(QStringLiteral("Countdown"))->countdownStart(), now);
 }
 
 PARDO_TEST_MAIN(TestNextAlarm)

@@ -16,6 +16,7 @@
 #include "task.h"
 #include "taskwindow.h"
 #include "util.h"
+#include "timesource.h"
 
 namespace {
 
@@ -189,7 +190,7 @@ void RepetitionsWidget::addRepeatEndingCriteria(QGridLayout* layout) {
     repeatUntilButton->setValueLayout(QMaemo5ValueButton::ValueUnderText);
     auto* selector = new QMaemo5DatePickSelector;
     const bool stored = task && !task->repetitionStopDate().isNull();
-    selector->setCurrentDate(stored ? task->repetitionStopDate() : QDate::currentDate());
+    selector->setCurrentDate(stored ? task->repetitionStopDate() : TimeSource::currentDate());
     repeatUntilButton->setPickSelector(selector);
     row->addWidget(repeatUntilButton);
 

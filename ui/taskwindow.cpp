@@ -24,6 +24,7 @@
 #include "taskmanager.h"
 #include "taskwindowbutton.h"
 #include "windowkeys.h"
+#include "timesource.h"
 
 namespace {
 
@@ -356,7 +357,7 @@ QWidget* TaskWindow::addDtWidget(QVBoxLayout* layout) {
     timeButton->setObjectName(QStringLiteral("timeButton"));
     timeButton->setValueLayout(QMaemo5ValueButton::ValueBesideText);
     auto* timeSelector = new QMaemo5TimePickSelector;
-    timeSelector->setCurrentTime(focused ? focused->time() : QTime::currentTime());
+    timeSelector->setCurrentTime(focused ? focused->time() : TimeSource::currentTime());
     timeButton->setPickSelector(timeSelector);
     grid->addWidget(timeButton, 1, 0, 1, -1);
 
@@ -364,7 +365,7 @@ QWidget* TaskWindow::addDtWidget(QVBoxLayout* layout) {
     dateButton->setObjectName(QStringLiteral("dateButton"));
     dateButton->setValueLayout(QMaemo5ValueButton::ValueBesideText);
     auto* dateSelector = new QMaemo5DatePickSelector;
-    dateSelector->setCurrentDate(focused ? focused->date() : QDate::currentDate());
+    dateSelector->setCurrentDate(focused ? focused->date() : TimeSource::currentDate());
     dateButton->setPickSelector(dateSelector);
     grid->addWidget(dateButton, 2, 0, 1, -1);
 

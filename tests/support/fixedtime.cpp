@@ -1,0 +1,10 @@
+#include "fixedtime.h"
+
+FixedTime::FixedTime(const QDateTime& moment)
+    : moment_(moment) {
+    TimeSource::install(this);
+}
+
+FixedTime::~FixedTime() {
+    TimeSource::install(nullptr);
+}
