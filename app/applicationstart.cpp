@@ -3,11 +3,15 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusMetaType>
-#include <QMap>
 #include <QEvent>
+#include <QMap>
+#include <QMessageBox>
 #include <QTimer>
 
+#include <cstdlib>
+
 #include "mainwindow.h"
+#include "taskmanager.h"
 
 ApplicationStart::ApplicationStart(MainWindow& window, bool startedByBus, int idleTimeout)
     : window(window)
@@ -18,6 +22,16 @@ ApplicationStart::ApplicationStart(MainWindow& window, bool startedByBus, int id
     connect(countdown, &QTimer::timeout, this, &ApplicationStart::idle);
     connect(&window, &MainWindow::called, this, &ApplicationStart::restartCountdown);
     window.installEventFilter(this);
+}
+
+void ApplicationStart::requireDatabase(const TaskManager& taskManager) {
+    if (taskManager.hasDatabase()) {
+        return;
+    }
+    QMessageBox::critical(nullptr, tr("Can not open database"),
+                          tr("Unable to open a database connection."), QMessageBox::Close,
+                          QMessageBox::NoButton);
+    std::exit(1);
 }
 
 bool ApplicationStart::isStartedByBus() {

@@ -3,6 +3,7 @@
 #include <QObject>
 
 class MainWindow;
+class TaskManager;
 class QDBusConnection;
 class QDBusMessage;
 class QString;
@@ -30,6 +31,10 @@ public:
     // in, so that alarms waiting for a display ring here. The message it sends, or an
     // invalid one when there is no session to tell (an offscreen platform, no display).
     static QDBusMessage announceDisplay(const QDBusConnection& bus, const QString& platform);
+
+    // Without its database the application cannot start: says so in a message box and
+    // ends the process with status 1. Returns when the database is open.
+    static void requireDatabase(const TaskManager& taskManager);
 
     // Shows the window, or starts waiting for calls.
     void begin();

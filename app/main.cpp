@@ -16,6 +16,7 @@ int main(int argc, char* argv[]) {
     Translation::install();
     Maemo5Theme::apply(app);
     TaskManager taskManager;
+    ApplicationStart::requireDatabase(taskManager);
     MainWindow window(taskManager);
     ApplicationStart start(window, ApplicationStart::isStartedByBus());
 

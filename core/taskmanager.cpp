@@ -7,7 +7,6 @@
 #include <QVariant>
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "qmaemo5informationbox.h"
 #include "task.h"
@@ -45,14 +44,8 @@ void showTaskSaved() {
 TaskManager::TaskManager(QObject* parent)
     : QObject(parent)
     , tasksLayout(nullptr)
-    , selectedTask(nullptr) {
-    if (!databaseManager.openDatabase()) {
-        QMessageBox::critical(nullptr, tr("Can not open database"),
-                              tr("Unable to open a database connection."), QMessageBox::Close,
-                              QMessageBox::NoButton);
-        std::exit(1);
-    }
-}
+    , selectedTask(nullptr)
+    , databaseOpen(databaseManager.openDatabase()) {}
 
 TaskManager::~TaskManager() {
     qDeleteAll(tasks);

@@ -34,6 +34,8 @@ public:
     QDateTime nextAlarmOf(const Task& task, const QDateTime& now) const;
 
     const QVector<Task*>& allTasks() const { return tasks; }
+    // False when the database could not be opened: the application must not go on.
+    bool hasDatabase() const { return databaseOpen; }
 
 Q_SIGNALS:
     void editTaskCalled();
@@ -55,4 +57,5 @@ private:
     QVector<Task*> tasks;
     QGridLayout* tasksLayout;
     Task* selectedTask;
+    bool databaseOpen;
 };

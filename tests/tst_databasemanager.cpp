@@ -1,9 +1,11 @@
 #include <QAbstractButton>
+#include <QDir>
 #include <QFile>
 #include <QMessageBox>
 #include <QProcess>
 #include <QTimer>
 
+#include "applicationstart.h"
 #include "databasemanager.h"
 #include "pardotest.h"
 #include "taskmanager.h"
@@ -84,6 +86,7 @@ private Q_SLOTS:
     void notADatabaseIsLeftUntouched();
     void startFailureShowsBoxAndExits_data();
     void startFailureShowsBoxAndExits();
+    void taskManagerWithoutDatabaseLeavesTheEndToTheApplication();
 
 private:
     std::unique_ptr<DatabaseManager> manager;
@@ -316,6 +319,7 @@ int TestDatabaseManager::runChild(const QString& scenario) {
     });
     watcher->start(20);
     TaskManager taskManager;
+    ApplicationStart::requireDatabase(taskManager);
     QTextStream(stdout) << "survived " << home << "\n";
     return 0;
 }
@@ -370,6 +374,20 @@ void TestDatabaseManager::startFailureShowsBoxAndExits() {
     if (!garbage.isEmpty()) {
         QCOMPARE(readFile(home + QStringLiteral("/pardoreminder.db.sqlite")), garbage);
     }
+}
+
+void TestDatabaseManager::taskManagerWithoutDatabaseLeavesTheEndToTheApplication() {
+    // Even root cannot create a file below a plain file.
+    QFile file(QDir::homePath() + QStringLiteral("/plainfile"));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.close();
+    const QByteArray home = qgetenv("HOME");
+    qputenv("HOME", QFile::encodeName(file.fileName()));
+    {
+        TaskManager taskManager;
+        QVERIFY(!taskManager.hasDatabase());
+    }
+    qputenv("HOME", home);
 }
 
 PARDO_TEST_MAIN_WITH_CHILD(TestDatabaseManager)
