@@ -150,6 +150,9 @@ QDateTime RecurrenceWalk::literalStep(const QDateTime& moment) const {
 // next step starts from the shortened date. Away from daylight-saving changes the
 // steps are counted and taken as one; through a change they are taken one by one.
 void RecurrenceWalk::catchUpMonthly() {
+    if (from < cur) {
+        return;
+    }
     changes.startAt(QDateTime(start.date().addDays(-2), QTime(0, 0), Qt::UTC).toMSecsSinceEpoch());
     int invalidRun = cur.isValid() ? 0 : 1;
     QDateTime runStart = cur;
@@ -182,7 +185,7 @@ void RecurrenceWalk::catchUpMonthly() {
 }
 
 // How many occurrences on from cur can be taken as one step: those before from,
-// up to the first whose month the walk enters at a daylight-saving change.
+// up to the first step that converts its time on a day the clocks change.
 qint64 RecurrenceWalk::monthlyJump() {
     const QDate x = cur.date();
     if (!from.isValid() || !changes.isKnown() || x.year() < 1) {
