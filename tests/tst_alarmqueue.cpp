@@ -14,16 +14,11 @@
 #include "pardotest.h"
 #include "queuetestcase.h"
 #include "ringrequest.h"
-#include "silentsounddevice.h"
 
 // When the queue triggers its events, what it does then, and what it keeps across restarts.
 class TestAlarmQueue : public QueueTestCase {
     Q_OBJECT
 private Q_SLOTS:
-    void initTestCase();
-    void cleanupTestCase();
-    void init();
-    void cleanup();
     void triggerFromAlarmTime();
     void triggerFromBrokenDownTime_data();
     void triggerFromBrokenDownTime();
@@ -38,23 +33,6 @@ private Q_SLOTS:
     void zoneChangeKeepsTheWallClockTime();
     void queryFilters();
 };
-
-void TestAlarmQueue::initTestCase() {
-    QVERIFY(SilentSoundDevice::install());
-    startRecorder();
-}
-
-void TestAlarmQueue::cleanupTestCase() {
-    stopRecorder();
-}
-
-void TestAlarmQueue::init() {
-    startTestFunction();
-}
-
-void TestAlarmQueue::cleanup() {
-    endTestFunction();
-}
 
 void TestAlarmQueue::triggerFromAlarmTime() {
     const qint64 when = startMoment() + 3600;

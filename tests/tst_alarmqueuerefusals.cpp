@@ -11,15 +11,11 @@
 #include "manualclock.h"
 #include "pardotest.h"
 #include "queuetestcase.h"
-#include "silentsounddevice.h"
 
 // Events the queue refuses, and those it takes at the very bounds.
 class TestAlarmQueueRefusals : public QueueTestCase {
     Q_OBJECT
 private Q_SLOTS:
-    void initTestCase();
-    void init();
-    void cleanup();
     void refusals_data();
     void refusals();
     void refusedDictionaries_data();
@@ -27,19 +23,6 @@ private Q_SLOTS:
     void acceptedAtTheBounds_data();
     void acceptedAtTheBounds();
 };
-
-void TestAlarmQueueRefusals::initTestCase() {
-    QVERIFY(SilentSoundDevice::install());
-    makeSoundFiles();
-}
-
-void TestAlarmQueueRefusals::init() {
-    startTestFunction();
-}
-
-void TestAlarmQueueRefusals::cleanup() {
-    endTestFunction();
-}
 
 void TestAlarmQueueRefusals::refusals_data() {
     QTest::addColumn<AlarmEvent>("event");

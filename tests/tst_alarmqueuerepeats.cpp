@@ -9,16 +9,11 @@
 #include "manualclock.h"
 #include "pardotest.h"
 #include "queuetestcase.h"
-#include "silentsounddevice.h"
 
 // Events that come again: series, snoozes, and the ones missed while the daemon slept.
 class TestAlarmQueueRepeats : public QueueTestCase {
     Q_OBJECT
 private Q_SLOTS:
-    void initTestCase();
-    void cleanupTestCase();
-    void init();
-    void cleanup();
     void snoozeEndsByTheLatestMoment();
     void seriesEndsAtTheLatestMoment_data();
     void seriesEndsAtTheLatestMoment();
@@ -31,23 +26,6 @@ private Q_SLOTS:
     void missed_data();
     void missed();
 };
-
-void TestAlarmQueueRepeats::initTestCase() {
-    QVERIFY(SilentSoundDevice::install());
-    startRecorder();
-}
-
-void TestAlarmQueueRepeats::cleanupTestCase() {
-    stopRecorder();
-}
-
-void TestAlarmQueueRepeats::init() {
-    startTestFunction();
-}
-
-void TestAlarmQueueRepeats::cleanup() {
-    endTestFunction();
-}
 
 void TestAlarmQueueRepeats::snoozeEndsByTheLatestMoment() {
     const qint64 due = ALARMD_MAX_TIME - 100;

@@ -15,6 +15,7 @@
 #include "busrecorder.h"
 #include "manualclock.h"
 #include "queuefeed.h"
+#include "silentsounddevice.h"
 #include "testenvironment.h"
 
 namespace {
@@ -111,7 +112,9 @@ QString QueueTestCase::soundsFolder() {
     return qEnvironmentVariable("XDG_DATA_HOME") + QStringLiteral("/sounds");
 }
 
-void QueueTestCase::makeSoundFiles() {
+void QueueTestCase::initTestCase() {
+    QVERIFY(SilentSoundDevice::install());
+    // One sound file in place, and others that only look so.
     const QString sounds = soundsFolder();
     const QString elsewhere = qEnvironmentVariable("XDG_DATA_HOME") + QStringLiteral("/elsewhere");
     QVERIFY(QDir().mkpath(sounds));
@@ -127,18 +130,15 @@ void QueueTestCase::makeSoundFiles() {
     QVERIFY(QFile::link(QStringLiteral("/etc/passwd"), sounds + QStringLiteral("/passwd.wav")));
     QVERIFY(
         QFile::link(sounds + QStringLiteral("/ring.wav"), sounds + QStringLiteral("/alias.wav")));
-}
-
-void QueueTestCase::startRecorder() {
     recorder = std::make_unique<BusRecorder>();
     QVERIFY(recorder->isServing());
 }
 
-void QueueTestCase::stopRecorder() {
+void QueueTestCase::cleanupTestCase() {
     recorder.reset();
 }
 
-void QueueTestCase::startTestFunction() {
+void QueueTestCase::init() {
     zone = qgetenv("TZ");
     folder = TestEnvironment::current()->root() + QStringLiteral("/queue-") +
              QString::fromLatin1(QTest::currentTestFunction()) + QLatin1Char('-') +
@@ -150,7 +150,7 @@ void QueueTestCase::startTestFunction() {
     startDaemon();
 }
 
-void QueueTestCase::endTestFunction() {
+void QueueTestCase::cleanup() {
     daemon.reset();
     clock.reset();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);

@@ -18,9 +18,17 @@ Q_DECLARE_METATYPE(AlarmEvent)
 // What the alarm queue's tests share: a daemon on a clock they move, started afresh for each
 // test function in a folder of its own, a recorder for the callbacks, and the events they add.
 class QueueTestCase : public QObject {
+    Q_OBJECT
 public:
     QueueTestCase();
     ~QueueTestCase() override;
+
+protected Q_SLOTS:
+    // Found by name by the test runner, as the test functions of the classes below are.
+    void initTestCase();
+    void cleanupTestCase();
+    void init();
+    void cleanup();
 
 protected:
     // Saturday 30 March 2024, noon local time: Europe changes to summer time the
@@ -43,13 +51,6 @@ protected:
 
     // Where the sound rules look for files.
     static QString soundsFolder();
-    // One sound file in place, and others that only look so.
-    void makeSoundFiles();
-    void startRecorder();
-    void stopRecorder();
-    // For init() and cleanup(): a fresh daemon, and the zone as it was before.
-    void startTestFunction();
-    void endTestFunction();
     void startDaemon();
     qint64 add(const AlarmEvent& event);
     qint64 triggerOf(qint64 cookie) const;
