@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "daemonprocess.h"
+#include "dbusvaluetext.h"
 #include "eventfuzzer.h"
 #include "pardotest.h"
 #include "silentsounddevice.h"
@@ -52,7 +53,7 @@ QString fetched(qlonglong cookie) {
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
         return QStringLiteral("no event (%1)").arg(reply.errorName());
     }
-    return EventFuzzer::describe(reply.arguments().first());
+    return DBusValueText::describe(reply.arguments().first());
 }
 
 // What is wrong with the daemon now: it ended, does not answer query_event within 1 s (tried
@@ -158,7 +159,7 @@ void TestAlarmdFuzz::randomEventsLeaveTheQueueWhole() {
                                  .arg(cases)
                                  .arg(QString::fromLatin1(tag))
                                  .arg(baseSeed());
-        const QString input = EventFuzzer::describe(fuzzed.event);
+        const QString input = DBusValueText::describe(fuzzed.event);
         const QDBusMessage reply =
             DaemonProcess::call(QStringLiteral("add_event"), {fuzzed.event}, 10000);
         if (DaemonProcess::isSilence(reply)) {
@@ -307,7 +308,7 @@ void TestAlarmdFuzz::randomCallsLeaveTheQueueWhole() {
         const QString name =
             QStringLiteral("call %1, PARDO_FUZZ_SEED=%2").arg(calls).arg(baseSeed());
         const QString input = QStringLiteral("%1.%2%3").arg(
-            interface, method, EventFuzzer::describe(QVariant(arguments)).mid(2));
+            interface, method, DBusValueText::describe(QVariant(arguments)).mid(2));
         QDBusMessage message =
             QDBusMessage::createMethodCall(QStringLiteral("org.velmar.alarmd"),
                                            QStringLiteral("/org/velmar/alarmd"), interface, method);

@@ -8,8 +8,8 @@
 #include <random>
 
 // Random add_event dictionaries, most of them a few changes away from a valid event, each with
-// the rules of the daemon's contract it breaks: an event that breaks one must be refused. Any
-// D-Bus type can be sent as a value, not only what the client library sends.
+// the rules of the daemon's contract it breaks (EventRules): an event that breaks one must be
+// refused. Any D-Bus type can be sent as a value, not only what the client library sends.
 class EventFuzzer {
 public:
     enum class Focus { Types, Integers, Actions, Sizes, Mixed };
@@ -37,23 +37,15 @@ public:
     quint64 below(quint64 bound);
     bool chance(double probability);
 
-    static QStringList brokenRules(const QVariantMap& event);
-    static bool isFarFuture(const QVariantMap& event, qint64 now);
-    // One line; long strings and arrays are shortened. Also decodes values as the bus
-    // delivered them (QDBusArgument).
-    static QString describe(const QVariant& value);
-    static QString signatureOf(const QVariant& value);
-
 private:
+    // The changes away from a valid event draw from the same values and seed.
+    friend class EventMutator;
+
     QVariant anyBasic();
     QVariant anyContainer(int depth);
     QVariant hugeString();
     QVariantMap anyAction();
     QList<QVariantMap> anyActions();
-    QVariant anyTm();
-    void changeType(QVariantMap& event);
-    void changeInteger(QVariantMap& event);
-    void changeSize(QVariantMap& event);
     template <typename T> const T& pick(const std::vector<T>& from) {
         return from.at(size_t(below(from.size())));
     }
