@@ -2,9 +2,9 @@
 
 #include <QIcon>
 
-ActionButton::ActionButton(bool isUpper, QWidget* parent)
+ActionButton::ActionButton(bool upper, QWidget* parent)
     : QPushButton(parent)
-    , isUpper(isUpper) {
+    , isUpper(upper) {
     setMinimumSize(138, 138);
     setMaximumSize(138, 138);
     if (isUpper) {

@@ -13,15 +13,15 @@
 #include "mainwindow.h"
 #include "taskmanager.h"
 
-ApplicationStart::ApplicationStart(MainWindow& window, bool startedByBus, int idleTimeout)
-    : window(window)
-    , startedByBus(startedByBus)
+ApplicationStart::ApplicationStart(MainWindow& mainWindow, bool byBus, int idleTimeout)
+    : window(mainWindow)
+    , startedByBus(byBus)
     , countdown(new QTimer(this)) {
     countdown->setSingleShot(true);
     countdown->setInterval(idleTimeout);
     connect(countdown, &QTimer::timeout, this, &ApplicationStart::idle);
-    connect(&window, &MainWindow::called, this, &ApplicationStart::restartCountdown);
-    window.installEventFilter(this);
+    connect(&mainWindow, &MainWindow::called, this, &ApplicationStart::restartCountdown);
+    mainWindow.installEventFilter(this);
 }
 
 void ApplicationStart::requireDatabase(const TaskManager& taskManager) {

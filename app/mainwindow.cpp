@@ -15,9 +15,9 @@
 #include "taskmanager.h"
 #include "taskwindow.h"
 
-MainWindow::MainWindow(TaskManager& taskManager, QWidget* parent)
+MainWindow::MainWindow(TaskManager& manager, QWidget* parent)
     : QMainWindow(parent)
-    , taskManager(taskManager)
+    , taskManager(manager)
     , tasksLayout(nullptr) {
     auto* central = new QWidget;
     auto* layout = new QHBoxLayout;
@@ -42,10 +42,10 @@ MainWindow::MainWindow(TaskManager& taskManager, QWidget* parent)
     newTask->setShortcut(QKeySequence::New);
     connect(newTask, &QAction::triggered, this, [this] {
         // A new task, whatever is selected: with a selection the editor would open on it.
-        if (Task* selected = this->taskManager.focusedTask()) {
-            this->taskManager.setSelectedTask(selected);
+        if (Task* selected = taskManager.focusedTask()) {
+            taskManager.setSelectedTask(selected);
         }
-        this->taskManager.handleTaskAction();
+        taskManager.handleTaskAction();
     });
     auto* quit = new QAction(tr("Quit"), this);
     quit->setShortcuts(QKeySequence::Quit);

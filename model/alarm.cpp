@@ -44,13 +44,14 @@ QDateTime offsetBy(const QDateTime& base, bool before, int units, Alarm::Unit un
 
 } // namespace
 
-Alarm::Alarm(Task& task, bool isBefore, int units, Alarm::Unit unitType, const QString& description)
-    : QObject(&task)
+Alarm::Alarm(Task& owner, bool isBefore, int units, Alarm::Unit unitType,
+             const QString& description)
+    : QObject(&owner)
     , isBefore_(isBefore)
     , units_(units)
     , unitType_(unitType)
     , description_(description)
-    , task(task) {}
+    , task(owner) {}
 
 QDateTime Alarm::addAlarmOffset(const QDateTime& base) const {
     return offsetBy(base, isBefore_, units_, unitType_);

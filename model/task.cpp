@@ -13,11 +13,11 @@
 #include "taskmanager.h"
 #include "timesource.h"
 
-Task::Task(TaskManager& manager, int id, const QString& name, bool active, Task::Type type,
+Task::Task(TaskManager& taskManager, int id, const QString& name, bool active, Task::Type type,
            QObject* parent)
     : QObject(parent)
     , button(new TaskButton(nullptr))
-    , manager(manager)
+    , manager(taskManager)
     , id_(id)
     , name_(name)
     , active_(active)
@@ -160,8 +160,8 @@ void Task::defineRepetition(RepetitionsWidget* widget) {
         const int days = widget->weekDaysGroup->buttons().size();
         // Ascending, Monday first, whatever order the days were checked in.
         for (int day = 1; day <= days; ++day) {
-            QAbstractButton* button = widget->weekDaysGroup->button(day);
-            if (button && button->isChecked()) {
+            QAbstractButton* dayButton = widget->weekDaysGroup->button(day);
+            if (dayButton && dayButton->isChecked()) {
                 weeklyRepeatDays_.append(day);
             }
         }

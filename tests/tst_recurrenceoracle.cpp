@@ -66,9 +66,9 @@ QString describe(const Task& task) {
 
 class Generator {
 public:
-    Generator(quint32 seed, const QList<QTimeZone::OffsetData>& changes)
+    Generator(quint32 seed, const QList<QTimeZone::OffsetData>& transitions)
         : random(seed)
-        , changes(changes) {}
+        , changes(transitions) {}
 
     int below(int n) { return int(random.bounded(quint32(n))); }
     bool chance(int percent) { return below(100) < percent; }

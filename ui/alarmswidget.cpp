@@ -8,11 +8,11 @@
 #include "alarmwidget.h"
 #include "task.h"
 
-AlarmsWidget::AlarmsWidget(bool isTaskT, const Task* task, QWidget* parent)
+AlarmsWidget::AlarmsWidget(bool fromActivation, const Task* edited, QWidget* parent)
     : QWidget(parent)
-    , isTaskT(isTaskT)
+    , isTaskT(fromActivation)
     , alarmsLayout(nullptr)
-    , task(task)
+    , task(edited)
     , addButton(nullptr) {
     auto* layout = new QVBoxLayout(this);
     layout->setSpacing(0);

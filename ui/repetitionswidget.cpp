@@ -53,8 +53,7 @@ QHBoxLayout* tightRow(QWidget* owner) {
 
 } // namespace
 
-RepetitionsWidget::RepetitionsWidget(const TaskWindow& taskWindow, const Task* task,
-                                     QWidget* parent)
+RepetitionsWidget::RepetitionsWidget(const TaskWindow& editor, const Task* edited, QWidget* parent)
     : QWidget(parent)
     , repeatTypeGroup(nullptr)
     , repeatStopNumberEdit(nullptr)
@@ -73,8 +72,8 @@ RepetitionsWidget::RepetitionsWidget(const TaskWindow& taskWindow, const Task* t
     , weekDaysBox(nullptr)
     , monthlyTypeBox(nullptr)
     , monthlyClarificationLabel(nullptr)
-    , task(task)
-    , taskWindow(taskWindow) {
+    , task(edited)
+    , taskWindow(editor) {
     setMaximumWidth(648);
     setContentsMargins(0, 0, 0, 0);
     setStyleSheet(QString::fromLatin1(kStyleSheet));

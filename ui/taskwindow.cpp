@@ -131,11 +131,11 @@ QScrollArea* scrollArea() {
 
 } // namespace
 
-TaskWindow::TaskWindow(TaskManager& taskManager, QWidget* parent)
+TaskWindow::TaskWindow(TaskManager& manager, QWidget* parent)
     : QMainWindow(parent)
     , alarmsWidget(nullptr)
     , repetitionsWidget(nullptr)
-    , taskManager(taskManager)
+    , taskManager(manager)
     , titleEdit(nullptr)
     , dateButton(nullptr)
     , timeButton(nullptr)

@@ -4,9 +4,9 @@
 #include <QKeyEvent>
 #include <QWidget>
 
-WindowKeys::WindowKeys(QWidget* window)
-    : QObject(window)
-    , window(window) {
+WindowKeys::WindowKeys(QWidget* watched)
+    : QObject(watched)
+    , window(watched) {
     // Key presses that the focused control ignores travel up to the window, and pass here.
     window->installEventFilter(this);
 }

@@ -437,8 +437,8 @@ std::optional<AlarmEvent> EventCodec::fromDBus(const QVariantMap& map, QString* 
         }
         if (key == QLatin1String("cookie") || key == QLatin1String("trigger")) {
             // The daemon's to set; a copy of get_event's reply may still carry them.
-            qint64 ignored = 0;
-            if (!readInteger(value, &ignored)) {
+            qint64 stamp = 0;
+            if (!readInteger(value, &stamp)) {
                 *error = wrongType(key, "a 64-bit integer (x)");
                 return std::nullopt;
             }

@@ -221,12 +221,13 @@ QString socketIdentity(const QString& path) {
 
 } // namespace
 
-SessionDisplay::SessionDisplay(const QDBusConnection& bus, const QProcessEnvironment& own,
-                               QObject* parent, const QString& x11SocketDir)
+SessionDisplay::SessionDisplay(const QDBusConnection& connection,
+                               const QProcessEnvironment& environment, QObject* parent,
+                               const QString& socketDir)
     : QObject(parent)
-    , bus(bus)
-    , own(fromEnvironment(own))
-    , x11SocketDir(x11SocketDir) {}
+    , bus(connection)
+    , own(fromEnvironment(environment))
+    , x11SocketDir(socketDir) {}
 
 SessionDisplay::~SessionDisplay() = default;
 

@@ -8,11 +8,11 @@
 QMaemo5DatePickSelector::QMaemo5DatePickSelector(QObject* parent)
     : QMaemo5AbstractPickSelector(parent) {}
 
-void QMaemo5DatePickSelector::setCurrentDate(const QDate& date) {
-    if (this->date == date) {
+void QMaemo5DatePickSelector::setCurrentDate(const QDate& newDate) {
+    if (date == newDate) {
         return;
     }
-    this->date = date;
+    date = newDate;
     Q_EMIT selected(currentValueText());
 }
 

@@ -39,12 +39,12 @@ QListWidget* column(const QString& name, const QString& spoken, int count, int c
 QMaemo5TimePickSelector::QMaemo5TimePickSelector(QObject* parent)
     : QMaemo5AbstractPickSelector(parent) {}
 
-void QMaemo5TimePickSelector::setCurrentTime(const QTime& time) {
-    const QTime minute = time.isValid() ? QTime(time.hour(), time.minute()) : QTime();
-    if (this->time == minute) {
+void QMaemo5TimePickSelector::setCurrentTime(const QTime& newTime) {
+    const QTime minute = newTime.isValid() ? QTime(newTime.hour(), newTime.minute()) : QTime();
+    if (time == minute) {
         return;
     }
-    this->time = minute;
+    time = minute;
     Q_EMIT selected(currentValueText());
 }
 

@@ -23,11 +23,11 @@ QMaemo5ValueButton::QMaemo5ValueButton(const QString& text, QWidget* parent)
 
 QMaemo5ValueButton::~QMaemo5ValueButton() = default;
 
-void QMaemo5ValueButton::setValueLayout(ValueLayout layout) {
-    if (this->layout == layout) {
+void QMaemo5ValueButton::setValueLayout(ValueLayout valueLayout) {
+    if (layout == valueLayout) {
         return;
     }
-    this->layout = layout;
+    layout = valueLayout;
     updateGeometry();
     update();
 }
@@ -36,24 +36,24 @@ QMaemo5AbstractPickSelector* QMaemo5ValueButton::pickSelector() const {
     return selector;
 }
 
-void QMaemo5ValueButton::setPickSelector(QMaemo5AbstractPickSelector* selector) {
-    if (this->selector == selector) {
+void QMaemo5ValueButton::setPickSelector(QMaemo5AbstractPickSelector* chosen) {
+    if (selector == chosen) {
         return;
     }
-    if (this->selector) {
-        disconnect(this->selector, nullptr, this, nullptr);
-        if (this->selector->parent() == this) {
-            delete this->selector;
+    if (selector) {
+        disconnect(selector, nullptr, this, nullptr);
+        if (selector->parent() == this) {
+            delete selector;
         }
     }
-    this->selector = selector;
-    if (selector) {
-        if (!selector->parent()) {
-            selector->setParent(this);
+    selector = chosen;
+    if (chosen) {
+        if (!chosen->parent()) {
+            chosen->setParent(this);
         }
-        connect(selector, &QMaemo5AbstractPickSelector::selected, this,
+        connect(chosen, &QMaemo5AbstractPickSelector::selected, this,
                 &QMaemo5ValueButton::setValueText);
-        setValueText(selector->currentValueText());
+        setValueText(chosen->currentValueText());
     }
 }
 

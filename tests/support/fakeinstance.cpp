@@ -7,8 +7,8 @@ const QString kService = QStringLiteral("org.velmar.pardoreminder");
 const QString kPath = QStringLiteral("/org/velmar/pardoreminder");
 } // namespace
 
-FakeInstance::FakeInstance(const QString& connectionName)
-    : connectionName(connectionName)
+FakeInstance::FakeInstance(const QString& connection)
+    : connectionName(connection)
     , serving(false)
     , calls(0) {
     QDBusConnection bus(connectionName);

@@ -12,10 +12,10 @@ const QString propertiesInterface = QStringLiteral("org.freedesktop.DBus.Propert
 const QString environmentProperty = QStringLiteral("Environment");
 } // namespace
 
-FakeSystemd::FakeSystemd(const QDBusConnection& bus, QObject* parent)
+FakeSystemd::FakeSystemd(const QDBusConnection& connection, QObject* parent)
     : QDBusVirtualObject(parent)
-    , bus(bus) {
-    registered = this->bus.registerVirtualObject(path, this) && this->bus.registerService(service);
+    , bus(connection) {
+    registered = bus.registerVirtualObject(path, this) && bus.registerService(service);
 }
 
 FakeSystemd::~FakeSystemd() {

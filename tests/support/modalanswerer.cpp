@@ -5,9 +5,9 @@
 #include <QDialog>
 #include <QPushButton>
 
-ModalAnswerer::ModalAnswerer(QMessageBox::StandardButton answer, Reach reach)
-    : answer(answer)
-    , reach(reach) {
+ModalAnswerer::ModalAnswerer(QMessageBox::StandardButton button, Reach scope)
+    : answer(button)
+    , reach(scope) {
     connect(&timer, &QTimer::timeout, this, &ModalAnswerer::poll);
     timer.start(10);
 }

@@ -19,9 +19,9 @@ void tapRow(QListWidget* list, int row) {
 
 } // namespace
 
-PickerDriver::PickerDriver(Chooser choose, Ending ending)
-    : choose(std::move(choose))
-    , ending(ending) {
+PickerDriver::PickerDriver(Chooser chooser, Ending end)
+    : choose(std::move(chooser))
+    , ending(end) {
     connect(&timer, &QTimer::timeout, this, &PickerDriver::poll);
     timer.start(10);
 }

@@ -3,9 +3,9 @@
 #include <QDir>
 #include <QFile>
 
-PrivateBus::PrivateBus(const QString& folder, const QString& servicesDir)
-    : folder(folder)
-    , services(servicesDir.isEmpty() ? folder + QStringLiteral("/services") : servicesDir) {
+PrivateBus::PrivateBus(const QString& configFolder, const QString& servicesDir)
+    : folder(configFolder)
+    , services(servicesDir.isEmpty() ? configFolder + QStringLiteral("/services") : servicesDir) {
     QDir().mkpath(folder);
     QDir().mkpath(services);
     const QString config = folder + QStringLiteral("/session.conf");
