@@ -251,16 +251,16 @@ void TestInstall::installedFilesNameInstalledPrograms_data() {
     QTest::addColumn<QString>("file");
     QTest::addColumn<QString>("key");
     QTest::addColumn<QString>("value");
-    const QString bus = QStringLiteral("@prefix@/share/dbus-1/services/");
+    const QString services = QStringLiteral("@prefix@/share/dbus-1/services/");
     const QString unit = QStringLiteral("@prefix@/lib/systemd/user/pardo-alarmd.service");
     const QString alarmd = QStringLiteral("@prefix@/bin/pardo-alarmd");
     QTest::newRow("daemon's bus name")
-        << bus + QStringLiteral("org.velmar.alarmd.service") << "Exec" << alarmd;
+        << services + QStringLiteral("org.velmar.alarmd.service") << "Exec" << alarmd;
     QTest::newRow("daemon under systemd")
-        << bus + QStringLiteral("org.velmar.alarmd.service") << "SystemdService"
+        << services + QStringLiteral("org.velmar.alarmd.service") << "SystemdService"
         << "pardo-alarmd.service";
     QTest::newRow("application's bus name")
-        << bus + QStringLiteral("org.velmar.pardoreminder.service") << "Exec"
+        << services + QStringLiteral("org.velmar.pardoreminder.service") << "Exec"
         << "@prefix@/bin/pardo-reminder";
     QTest::newRow("unit program") << unit << "ExecStart" << alarmd;
     QTest::newRow("unit type") << unit << "Type"
