@@ -3,6 +3,7 @@
 // days the shorter months lack, 29 February, and times at the hours the local
 // zone's clocks skip or repeat.
 #include "literalrecurrence.h"
+#include "momentcompare.h"
 #include "pardotest.h"
 #include "task.h"
 #include "taskmanager.h"
@@ -11,23 +12,11 @@
 namespace {
 
 QString describe(const QDateTime& moment) {
-    if (moment.isNull()) {
-        return QStringLiteral("null");
-    }
-    if (!moment.isValid()) {
-        return QStringLiteral("invalid(%1 %2)")
-            .arg(moment.date().toString(Qt::ISODate), moment.time().toString(Qt::ISODate));
-    }
-    return moment.toString(Qt::ISODateWithMs) + QStringLiteral(" [%1]").arg(moment.offsetFromUtc());
+    return MomentCompare::describe(moment);
 }
 
 bool identical(const QDateTime& a, const QDateTime& b) {
-    if (a.isNull() != b.isNull() || a.isValid() != b.isValid() || a.date() != b.date() ||
-        a.time() != b.time()) {
-        return false;
-    }
-    return !a.isValid() || (a.toMSecsSinceEpoch() == b.toMSecsSinceEpoch() &&
-                            a.offsetFromUtc() == b.offsetFromUtc());
+    return MomentCompare::identical(a, b);
 }
 
 // Starts where a month's length, a leap day or a daylight-saving change matters.

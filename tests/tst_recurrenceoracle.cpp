@@ -7,6 +7,7 @@
 #include <QTimeZone>
 
 #include "literalrecurrence.h"
+#include "momentcompare.h"
 #include "pardotest.h"
 #include "task.h"
 #include "taskmanager.h"
@@ -28,23 +29,11 @@ constexpr qint64 kCountBudget = 40000;
 enum Kind { Minutes, Hours, Days, Weeks, MonthsByDay, MonthsByWeekday, Years, Damaged };
 
 QString describe(const QDateTime& moment) {
-    if (moment.isNull()) {
-        return QStringLiteral("null");
-    }
-    if (!moment.isValid()) {
-        return QStringLiteral("invalid(%1 %2)")
-            .arg(moment.date().toString(Qt::ISODate), moment.time().toString(Qt::ISODate));
-    }
-    return moment.toString(Qt::ISODateWithMs) + QStringLiteral(" [%1]").arg(moment.offsetFromUtc());
+    return MomentCompare::describe(moment);
 }
 
 bool identical(const QDateTime& a, const QDateTime& b) {
-    if (a.isNull() != b.isNull() || a.isValid() != b.isValid() || a.date() != b.date() ||
-        a.time() != b.time()) {
-        return false;
-    }
-    return !a.isValid() || (a.toMSecsSinceEpoch() == b.toMSecsSinceEpoch() &&
-                            a.offsetFromUtc() == b.offsetFromUtc());
+    return MomentCompare::identical(a, b);
 }
 
 QString describe(const Task& task) {
