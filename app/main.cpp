@@ -8,16 +8,21 @@
 #include "applicationstart.h"
 #include "maemo5theme.h"
 #include "mainwindow.h"
+#include "startuptrace.h"
 #include "taskmanager.h"
 #include "translation.h"
 
 int main(int argc, char* argv[]) {
     QApplication app(argc, argv);
+    StartupTrace::mark("application");
     Translation::install();
     Maemo5Theme::apply(app);
     TaskManager taskManager;
     ApplicationStart::requireDatabase(taskManager);
+    StartupTrace::mark("database");
     MainWindow window(taskManager);
+    StartupTrace::mark("window built");
+    StartupTrace::markFirstPaint(&window);
     ApplicationStart start(window, ApplicationStart::isStartedByBus());
 
     // The bus is checked only now, on purpose: a second instance opens the
@@ -46,6 +51,7 @@ int main(int argc, char* argv[]) {
         std::exit(3);
     }
 
+    StartupTrace::mark("bus name");
     ApplicationStart::announceDisplay(bus, QGuiApplication::platformName());
 
     QObject::connect(&start, &ApplicationStart::idle, &app, &QCoreApplication::quit);

@@ -14,6 +14,7 @@
 #include "stackedwindow.h"
 #include "taskmanager.h"
 #include "taskwindow.h"
+#include "startuptrace.h"
 
 MainWindow::MainWindow(TaskManager& manager, QWidget* parent)
     : QMainWindow(parent)
@@ -85,7 +86,9 @@ void MainWindow::initializeTasksArea(QHBoxLayout* layout) {
     tasksLayout->setSpacing(0);
 
     taskManager.setTasksLayout(tasksLayout);
+    StartupTrace::mark("window frame");
     taskManager.loadTasks();
+    StartupTrace::mark("tasks and buttons");
 }
 
 void MainWindow::initializeActionArea(QHBoxLayout* layout) {
