@@ -31,13 +31,20 @@ QProcessEnvironment SessionDisplayTestCase::environmentOf(const Variables& varia
 void SessionDisplayTestCase::startDisplays() {
     xserver = std::make_unique<XServer>();
     QVERIFY(xserver->isRunning());
-    {
-        XServer gone;
-        QVERIFY(gone.isRunning());
-        killedDisplay = gone.display();
+    // Far above the numbers that servers of tests running alongside take (the lowest free
+    // ones), so that no other server comes up under the killed or the made-up name.
+    for (int n = 300; n < 400 && killedDisplay.isEmpty(); ++n) {
+        if (!SessionDisplay::isX11Live(QStringLiteral(":%1").arg(n),
+                                       QStringLiteral("/tmp/.X11-unix"))) {
+            XServer gone(n);
+            if (gone.isRunning()) {
+                killedDisplay = gone.display();
+            }
+        }
     }
+    QVERIFY(!killedDisplay.isEmpty());
     QVERIFY(!SessionDisplay::isX11Live(killedDisplay, QStringLiteral("/tmp/.X11-unix")));
-    for (int n = 97; n < 200; ++n) {
+    for (int n = 197; n < 300; ++n) {
         const QString name = QStringLiteral(":%1").arg(n);
         if (!SessionDisplay::isX11Live(name, QStringLiteral("/tmp/.X11-unix"))) {
             madeUpDisplay = name;

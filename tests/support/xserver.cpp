@@ -6,6 +6,14 @@
 #include "toolrun.h"
 
 XServer::XServer() {
+    start({});
+}
+
+XServer::XServer(int number) {
+    start({QStringLiteral(":%1").arg(number)});
+}
+
+void XServer::start(const QStringList& displayArguments) {
     const QString program = QStandardPaths::findExecutable(QStringLiteral("Xvfb"));
     if (program.isEmpty()) {
         qWarning("Xvfb is not installed");
@@ -13,10 +21,11 @@ XServer::XServer() {
     }
     // The server picks a free display number itself and tells it on standard output.
     server.setProgram(program);
-    server.setArguments({QStringLiteral("-displayfd"), QStringLiteral("1"),
-                         QStringLiteral("-screen"), QStringLiteral("0"),
-                         QStringLiteral("1280x800x24"), QStringLiteral("-nolisten"),
-                         QStringLiteral("tcp")});
+    server.setArguments(displayArguments +
+                        QStringList{QStringLiteral("-displayfd"), QStringLiteral("1"),
+                                    QStringLiteral("-screen"), QStringLiteral("0"),
+                                    QStringLiteral("1280x800x24"), QStringLiteral("-nolisten"),
+                                    QStringLiteral("tcp")});
     server.setProcessChannelMode(QProcess::SeparateChannels);
     server.start();
     if (!server.waitForStarted(5000)) {

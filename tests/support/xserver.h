@@ -7,7 +7,10 @@
 // program puts a window on the screen. Programs reach it through display() on the xcb platform.
 class XServer {
 public:
+    // On the lowest free display number.
     XServer();
+    // On display `number`, for a number other tests' servers never take.
+    explicit XServer(int number);
     ~XServer();
 
     bool isRunning() const { return !displayName.isEmpty(); }
@@ -18,6 +21,8 @@ public:
     int viewableWindows(const QString& title) const;
 
 private:
+    void start(const QStringList& displayArguments);
+
     QProcess server;
     QString displayName;
 };
