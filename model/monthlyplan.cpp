@@ -28,6 +28,10 @@ int MonthlyPlan::daysInMonth(qint64 index) {
     return QDate(int(index / 12), int(index % 12) + 1, 1).daysInMonth();
 }
 
+QDate MonthlyPlan::weekdayIn(const QDate& date) const {
+    return Util::nthDayOfWeekInMonth(date, weekOfMonth, weekday);
+}
+
 QDate MonthlyPlan::after(const QDate& x, qint64 m) const {
     const qint64 first = monthIndex(x);
     if (!x.isValid() || m < 0 || first < kFirstIndex || m > (kLastIndex - first) / every) {
@@ -39,7 +43,7 @@ QDate MonthlyPlan::after(const QDate& x, qint64 m) const {
     }
     const QDate month(int(index / 12), int(index % 12) + 1, 1);
     if (kind == ByWeekday) {
-        return m == 0 ? x : Util::nthDayOfWeekInMonth(month, weekOfMonth, weekday);
+        return m == 0 ? x : weekdayIn(month);
     }
     int day = x.day();
     for (qint64 i = 1; i <= qMin(m, kCycleMonths) && day > 28; ++i) {

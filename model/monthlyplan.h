@@ -22,6 +22,8 @@ public:
     // The step from the occurrence on x that converts a time on day d: the occurrence
     // itself, or by weekday also the day it moves the month from; 0 if none.
     qint64 stepOn(const QDate& x, const QDate& d) const;
+    // By weekday: the plan's n-th weekday in the month of `date`.
+    QDate weekdayIn(const QDate& date) const;
 
 private:
     static qint64 monthIndex(const QDate& date);

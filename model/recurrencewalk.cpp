@@ -70,20 +70,20 @@ RecurrenceWalk::RecurrenceWalk(const Task& task, const QDateTime& first, const Q
         catchUpBySeconds(every * 86400);
         break;
     case Weeks:
-        changes.startAt(
-            QDateTime(start.date().addDays(-2), QTime(0, 0), Qt::UTC).toMSecsSinceEpoch());
+        startZoneChanges();
         catchUpWeekly();
         break;
     case MonthsByWeekday:
-        weekOfMonth = Util::whichDayOfWeekInMonthIsDate(task.date());
-        weekday = task.date().dayOfWeek();
-        catchUpMonthly();
-        break;
     case MonthsByDay:
     case Years:
         catchUpMonthly();
         break;
     }
+}
+
+// The zone's changes from a little before the start, where weekly and monthly walks look.
+void RecurrenceWalk::startZoneChanges() {
+    changes.startAt(QDateTime(start.date().addDays(-2), QTime(0, 0), Qt::UTC).toMSecsSinceEpoch());
 }
 
 // Each step adds elapsed seconds, so step k from the start is start + k steps:
@@ -137,7 +137,7 @@ QDateTime RecurrenceWalk::literalStep(const QDateTime& moment) const {
         return moment.addMonths(int(every));
     case MonthsByWeekday: {
         const QDateTime m = moment.addMonths(int(every));
-        return QDateTime(Util::nthDayOfWeekInMonth(m.date(), weekOfMonth, weekday), time);
+        return QDateTime(months.weekdayIn(m.date()), time);
     }
     case Years:
         return moment.addYears(int(every));
@@ -153,7 +153,7 @@ void RecurrenceWalk::catchUpMonthly() {
     if (from < cur) {
         return;
     }
-    changes.startAt(QDateTime(start.date().addDays(-2), QTime(0, 0), Qt::UTC).toMSecsSinceEpoch());
+    startZoneChanges();
     int invalidRun = cur.isValid() ? 0 : 1;
     QDateTime runStart = cur;
     while (!(from < cur)) {
@@ -293,7 +293,7 @@ QDateTime RecurrenceWalk::at(qint64 n) const {
         if (kind == MonthsByDay) {
             return m;
         }
-        return QDateTime(Util::nthDayOfWeekInMonth(m.date(), weekOfMonth, weekday), time);
+        return QDateTime(months.weekdayIn(m.date()), time);
     }
     }
     return cur;

@@ -32,6 +32,7 @@ private:
 
     static Kind kindOf(const Task& task, const WeeklyPlan& plan);
     static MonthlyPlan monthlyPlanOf(const Task& task);
+    void startZoneChanges();
     void catchUpBySeconds(qint64 seconds);
     void catchUpWeekly();
     void catchUpMonthly();
@@ -48,8 +49,6 @@ private:
     WeeklyPlan plan;
     MonthlyPlan months;
     Kind kind;
-    int weekOfMonth = 0;
-    int weekday = 0;
     qint64 stepSeconds = 0;
     QDateTime cur;
     bool stopped = false;

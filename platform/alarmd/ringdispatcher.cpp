@@ -2,6 +2,8 @@
 
 #include <QTimer>
 
+#include <algorithm>
+
 #include "ringnotifier.h"
 #include "ringwindowhost.h"
 #include "sessiondisplay.h"
@@ -12,6 +14,11 @@ namespace {
 constexpr qint64 settledMs = 10000;
 constexpr int longestPauseMs = 30000;
 constexpr int firstRetryMs = 1000;
+
+// Twice as long after each failure in a row, from `firstMs` up to the longest pause.
+int pauseAfter(int firstMs, int failures) {
+    return std::min(longestPauseMs, firstMs << std::min(failures, 15));
+}
 
 } // namespace
 
@@ -112,8 +119,7 @@ void RingDispatcher::withdraw(qint64 cookie) {
     if (rings_.isEmpty()) {
         // Nothing rings: the program does not wait around for the next alarm.
         windows_->finish();
-        retryTimer_->stop();
-        retries_ = 0;
+        stopRetrying();
     }
 }
 
@@ -186,8 +192,13 @@ void RingDispatcher::retryLater() {
     if (retryTimer_->isActive()) {
         return;
     }
-    retryTimer_->start(std::min(longestPauseMs, firstRetryMs << std::min(retries_, 5)));
+    retryTimer_->start(pauseAfter(firstRetryMs, retries_));
     ++retries_;
+}
+
+void RingDispatcher::stopRetrying() {
+    retryTimer_->stop();
+    retries_ = 0;
 }
 
 void RingDispatcher::retry() {
@@ -211,8 +222,7 @@ void RingDispatcher::toNotifications() {
 
 void RingDispatcher::windowsReady() {
     windowsAlive_.start();
-    retryTimer_->stop();
-    retries_ = 0;
+    stopRetrying();
     place();
 }
 
@@ -229,6 +239,5 @@ void RingDispatcher::windowsLost() {
     } else {
         ++quickDeaths_;
     }
-    const int pause = std::min(longestPauseMs, 100 << std::min(quickDeaths_, 9));
-    placeSoon(pause);
+    placeSoon(pauseAfter(100, quickDeaths_));
 }

@@ -65,6 +65,7 @@ private:
     bool hasWaiting() const;
     void retryLater();
     void retry();
+    void stopRetrying();
 
     QProcessEnvironment own_;
     SessionDisplay* display_ = nullptr;
