@@ -4,7 +4,7 @@
 
 #include <limits>
 
-#include "task.h"
+#include "repetitionrule.h"
 #include "util.h"
 
 namespace {
@@ -14,11 +14,11 @@ const QDate kLastDate(9999, 12, 31);
 
 } // namespace
 
-RecurrenceWalk::Kind RecurrenceWalk::kindOf(const Task& task, const WeeklyPlan& weekly) {
-    if (task.repeatIntervalNumber() < 1 || !task.date().isValid()) {
+RecurrenceWalk::Kind RecurrenceWalk::kindOf(const RepetitionRule& rule, const WeeklyPlan& weekly) {
+    if (rule.repeatIntervalNumber() < 1 || !rule.date().isValid()) {
         return Stuck;
     }
-    switch (task.repeatIntervalType()) {
+    switch (rule.repeatIntervalType()) {
     case IntervalMinutes:
     case IntervalHours:
         return Seconds;
@@ -27,43 +27,44 @@ RecurrenceWalk::Kind RecurrenceWalk::kindOf(const Task& task, const WeeklyPlan& 
     case IntervalWeeks:
         return weekly.isEmpty() ? Stuck : Weeks;
     case IntervalMonths:
-        if (task.monthlyRepeatType() == MonthlyByDayOfMonth) {
+        if (rule.monthlyRepeatType() == MonthlyByDayOfMonth) {
             return MonthsByDay;
         }
-        return task.monthlyRepeatType() == MonthlyByDayOfWeek ? MonthsByWeekday : Stuck;
+        return rule.monthlyRepeatType() == MonthlyByDayOfWeek ? MonthsByWeekday : Stuck;
     case IntervalYears:
         return Years;
     }
     return Stuck;
 }
 
-MonthlyPlan RecurrenceWalk::monthlyPlanOf(const Task& task) {
-    const qint64 number = qMax<qint64>(1, task.repeatIntervalNumber());
-    if (task.repeatIntervalType() == IntervalYears) {
+MonthlyPlan RecurrenceWalk::monthlyPlanOf(const RepetitionRule& rule) {
+    const qint64 number = qMax<qint64>(1, rule.repeatIntervalNumber());
+    if (rule.repeatIntervalType() == IntervalYears) {
         return MonthlyPlan(MonthlyPlan::ByDay, 12 * number, 0, 0);
     }
-    if (task.monthlyRepeatType() == MonthlyByDayOfWeek) {
+    if (rule.monthlyRepeatType() == MonthlyByDayOfWeek) {
         return MonthlyPlan(MonthlyPlan::ByWeekday, number,
-                           Util::whichDayOfWeekInMonthIsDate(task.date()), task.date().dayOfWeek());
+                           Util::whichDayOfWeekInMonthIsDate(rule.date()), rule.date().dayOfWeek());
     }
     return MonthlyPlan(MonthlyPlan::ByDay, number, 0, 0);
 }
 
-RecurrenceWalk::RecurrenceWalk(const Task& task, const QDateTime& first, const QDateTime& after)
+RecurrenceWalk::RecurrenceWalk(const RepetitionRule& rule, const QDateTime& first,
+                               const QDateTime& after)
     : start(first)
     , from(after)
-    , time(task.time())
-    , every(task.repeatIntervalNumber())
-    , plan(task.weeklyRepeatDays(), qMax<qint64>(1, task.repeatIntervalNumber()))
-    , months(monthlyPlanOf(task))
-    , kind(kindOf(task, plan))
+    , time(rule.time())
+    , every(rule.repeatIntervalNumber())
+    , plan(rule.weeklyRepeatDays(), qMax<qint64>(1, rule.repeatIntervalNumber()))
+    , months(monthlyPlanOf(rule))
+    , kind(kindOf(rule, plan))
     , cur(first) {
     switch (kind) {
     case Stuck:
         stopped = true;
         break;
     case Seconds:
-        stepSeconds = every * (task.repeatIntervalType() == IntervalMinutes ? 60 : 3600);
+        stepSeconds = every * (rule.repeatIntervalType() == IntervalMinutes ? 60 : 3600);
         catchUpBySeconds(stepSeconds);
         break;
     case Days:

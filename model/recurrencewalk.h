@@ -9,18 +9,18 @@
 #include "weeklyplan.h"
 #include "zonechanges.h"
 
-class Task;
+class RepetitionRule;
 
-// The occurrences of a repeating task after a moment, for one query: catches up
+// The occurrences of a repetition after a moment, for one query: catches up
 // once, then gives the n-th occurrence later than that moment. The answers are
-// those of walking from the task's start one occurrence at a time, with Qt's own
+// those of walking from the start one occurrence at a time, with Qt's own
 // date arithmetic; where whole periods can be counted instead, they are.
 class RecurrenceWalk {
 public:
     // Consecutive invalid occurrences after which a walk counts as stuck.
     static constexpr int kInvalidRunLimit = 100;
 
-    RecurrenceWalk(const Task& task, const QDateTime& first, const QDateTime& after);
+    RecurrenceWalk(const RepetitionRule& rule, const QDateTime& first, const QDateTime& after);
 
     QDateTime at(qint64 n) const;
 
@@ -30,8 +30,8 @@ public:
 private:
     enum Kind { Stuck, Seconds, Days, Weeks, MonthsByDay, MonthsByWeekday, Years };
 
-    static Kind kindOf(const Task& task, const WeeklyPlan& plan);
-    static MonthlyPlan monthlyPlanOf(const Task& task);
+    static Kind kindOf(const RepetitionRule& rule, const WeeklyPlan& plan);
+    static MonthlyPlan monthlyPlanOf(const RepetitionRule& rule);
     void startZoneChanges();
     void catchUpBySeconds(qint64 seconds);
     void catchUpWeekly();

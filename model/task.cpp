@@ -54,16 +54,51 @@ void Task::addAlarm(bool isBefore, int units, Alarm::Unit unitType, const QStrin
     alarms.append(new Alarm(*this, isBefore, units, unitType, description));
 }
 
+RepetitionRule Task::repetitionRule() const {
+    RepetitionRule rule;
+    rule.setDate(date_);
+    rule.setTime(time_);
+    rule.setCountdown(type_ == T);
+    rule.setRepetitionFields(repetition_, repetitionStopNumber_, repetitionStopDate_,
+                             repeatIntervalNumber_, repeatIntervalType_, weeklyRepeatDays_,
+                             monthlyRepeatType_);
+    return rule;
+}
+
+void Task::setRepetitionFields(int repetition, int stopNumber, const QDate& stopDate,
+                               int intervalNumber, int intervalType, const QList<int>& weekdays,
+                               int monthlyType) {
+    repetition_ = repetition;
+    repetitionStopNumber_ = stopNumber;
+    repetitionStopDate_ = stopDate;
+    repeatIntervalNumber_ = intervalNumber;
+    repeatIntervalType_ = intervalType;
+    weeklyRepeatDays_ = weekdays;
+    monthlyRepeatType_ = monthlyType;
+}
+
 bool Task::hasRepetition() const {
-    return repetition_ != RepeatNever;
+    return repetitionRule().hasRepetition();
 }
 
 bool Task::hasTrivialRepetition() const {
-    if (!hasRepetition()) {
-        return false;
-    }
-    return repeatIntervalType_ == IntervalMinutes || repeatIntervalType_ == IntervalHours ||
-           repeatIntervalType_ == IntervalDays;
+    return repetitionRule().hasTrivialRepetition();
+}
+
+QDateTime Task::nthRepetitionFromDateTime(const QDateTime& from, int n) const {
+    return repetitionRule().nthRepetitionFromDateTime(from, n);
+}
+
+QDateTime Task::nthRepetition(int n) const {
+    return repetitionRule().nthRepetition(n);
+}
+
+QDateTime Task::calculateEndDateTime() const {
+    return repetitionRule().calculateEndDateTime();
+}
+
+int Task::getNumberOfRepetitionsFromDateTime(const QDateTime* from) const {
+    return repetitionRule().getNumberOfRepetitionsFromDateTime(from);
 }
 
 void Task::setSelected(bool selected) {

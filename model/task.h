@@ -8,6 +8,7 @@
 #include <QTime>
 
 #include "alarm.h"
+#include "repetitionrule.h"
 
 class QEvent;
 class QGridLayout;
@@ -15,18 +16,6 @@ class QTimer;
 class RepetitionsWidget;
 class TaskButton;
 class TaskManager;
-
-// Stored as integers in the database and produced by the editors: keep the values.
-enum RepetitionKind { RepeatNever = 1, RepeatForever = 2, RepeatUntilDate = 3, RepeatXTimes = 4 };
-enum IntervalType {
-    IntervalMinutes = 0,
-    IntervalHours = 1,
-    IntervalDays = 2,
-    IntervalWeeks = 3,
-    IntervalMonths = 4,
-    IntervalYears = 5
-};
-enum MonthlyRepeatType { MonthlyByDayOfMonth = 1, MonthlyByDayOfWeek = 2 };
 
 class Task : public QObject {
     Q_OBJECT
@@ -67,6 +56,8 @@ public:
     // Copies the repetition editor's choice into this freshly built task.
     void defineRepetition(RepetitionsWidget* widget);
 
+    // The start and repetition fields as a value, which the queries below are asked of.
+    RepetitionRule repetitionRule() const;
     bool hasRepetition() const;
     bool hasTrivialRepetition() const;
 

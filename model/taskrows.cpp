@@ -131,17 +131,7 @@ void Task::loadAlarms() {
 }
 
 QString Task::repetitionExtraData() const {
-    QString extra;
-    if (repeatIntervalType_ == IntervalWeeks) {
-        extra.append(QLatin1Char('W'));
-        for (int day : weeklyRepeatDays_) {
-            extra.append(QStringLiteral(":%1").arg(day));
-        }
-    } else if (repeatIntervalType_ == IntervalMonths) {
-        extra.append(QLatin1Char('M'));
-        extra.append(QStringLiteral(":%1").arg(monthlyRepeatType_));
-    }
-    return extra;
+    return repetitionRule().extraData();
 }
 
 void Task::insertRepetitionDataToDatabase() {
@@ -198,20 +188,13 @@ void Task::loadRepetitions() {
 }
 
 void Task::parseExtraDataAsWeekly(const QString& extra) {
-    const QStringList parts = extra.split(QLatin1Char(':'), Qt::KeepEmptyParts, Qt::CaseSensitive);
-    if (parts.first() != QLatin1String("W")) {
-        return;
-    }
-    // Appends without clearing: after an edit the list holds old and new days until restart.
-    for (int i = 1; i < parts.size(); ++i) {
-        weeklyRepeatDays_.append(parts.at(i).toInt());
-    }
+    RepetitionRule rule = repetitionRule();
+    rule.parseExtraDataAsWeekly(extra);
+    weeklyRepeatDays_ = rule.weeklyRepeatDays();
 }
 
 void Task::parseExtraDataAsMonthly(const QString& extra) {
-    const QStringList parts = extra.split(QLatin1Char(':'), Qt::KeepEmptyParts, Qt::CaseSensitive);
-    if (parts.first() != QLatin1String("M") || parts.size() < 2) {
-        return;
-    }
-    monthlyRepeatType_ = parts.at(1).toInt();
+    RepetitionRule rule = repetitionRule();
+    rule.parseExtraDataAsMonthly(extra);
+    monthlyRepeatType_ = rule.monthlyRepeatType();
 }

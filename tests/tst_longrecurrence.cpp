@@ -2,12 +2,11 @@
 // walk: fifty years and more from the start, every interval from 1 to 13 months,
 // days the shorter months lack, 29 February, and times at the hours the local
 // zone's clocks skip or repeat.
+#include <QtTest>
+
 #include "literalrecurrence.h"
 #include "momentcompare.h"
-#include "pardotest.h"
-#include "task.h"
-#include "taskmanager.h"
-#include "testdatabase.h"
+#include "repetitionrule.h"
 
 namespace {
 
@@ -35,36 +34,23 @@ const QList<QTime> kTimes = {QTime(2, 30), QTime(1, 30), QTime(2, 0), QTime(9, 0
 class TestLongRecurrence : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void initTestCase();
-    void cleanupTestCase();
     void agreesWithTheWalkOverDecades_data();
     void agreesWithTheWalkOverDecades();
 
 private:
-    bool check(const Task& task, const QString& query, const QDateTime& fast,
+    bool check(const RepetitionRule& rule, const QString& query, const QDateTime& fast,
                const QDateTime& literal);
-    std::unique_ptr<TaskManager> manager;
 };
 
-void TestLongRecurrence::initTestCase() {
-    TestDatabase::freshHome(QStringLiteral("longrecurrence"));
-    manager = std::make_unique<TaskManager>();
-}
-
-void TestLongRecurrence::cleanupTestCase() {
-    manager.reset();
-    TestDatabase::dropDefaultConnection();
-}
-
-bool TestLongRecurrence::check(const Task& task, const QString& query, const QDateTime& fast,
-                               const QDateTime& literal) {
+bool TestLongRecurrence::check(const RepetitionRule& rule, const QString& query,
+                               const QDateTime& fast, const QDateTime& literal) {
     if (identical(fast, literal)) {
         return true;
     }
     QTest::qFail(
         qPrintable(QStringLiteral("start %1 %2 every %3: %4 gives %5, the walk gives %6")
-                       .arg(task.date().toString(Qt::ISODate), task.time().toString(Qt::ISODate))
-                       .arg(task.repeatIntervalNumber())
+                       .arg(rule.date().toString(Qt::ISODate), rule.time().toString(Qt::ISODate))
+                       .arg(rule.repeatIntervalNumber())
                        .arg(query, describe(fast), describe(literal))),
         __FILE__, __LINE__);
     return false;
@@ -81,16 +67,16 @@ void TestLongRecurrence::agreesWithTheWalkOverDecades_data() {
 void TestLongRecurrence::agreesWithTheWalkOverDecades() {
     QFETCH(int, type);
     QFETCH(int, monthly);
-    Task task(*manager, 1, QStringLiteral("long"), true, Task::D);
+    RepetitionRule rule;
     const int longest = type == IntervalYears ? 4 : 13;
     int queries = 0;
     int counts = 0;
     for (const QDate& start : kStarts) {
         for (const QTime& time : kTimes) {
             for (int every = 1; every <= longest; ++every) {
-                task.setDate(start);
-                task.setTime(time);
-                task.setRepetitionFields(RepeatForever, 0, QDate(), every, type, {}, monthly);
+                rule.setDate(start);
+                rule.setTime(time);
+                rule.setRepetitionFields(RepeatForever, 0, QDate(), every, type, {}, monthly);
                 // From a few days after the start to some 80 years after it.
                 for (const int days : {3, 400, 4000, 12000, 18300, 30000}) {
                     const QDateTime from(start.addDays(days), time.addSecs(-1800));
@@ -102,8 +88,8 @@ void TestLongRecurrence::agreesWithTheWalkOverDecades() {
                     for (const int n : {1, 2, 3}) {
                         const QString query =
                             QStringLiteral("occurrence %1 after %2").arg(n).arg(describe(from));
-                        if (!check(task, query, task.nthRepetitionFromDateTime(from, n),
-                                   LiteralRecurrence::nthRepetitionFromDateTime(task, from, n))) {
+                        if (!check(rule, query, rule.nthRepetitionFromDateTime(from, n),
+                                   LiteralRecurrence::nthRepetitionFromDateTime(rule, from, n))) {
                             return;
                         }
                         ++queries;
@@ -115,18 +101,18 @@ void TestLongRecurrence::agreesWithTheWalkOverDecades() {
                 // Counting walks again for every occurrence counted: a few years' worth,
                 // after a long catch-up.
                 const QDateTime from(start.addYears(40), time);
-                task.setRepetitionFields(RepeatUntilDate, 0, from.date().addYears(3), every, type,
+                rule.setRepetitionFields(RepeatUntilDate, 0, from.date().addYears(3), every, type,
                                          {}, monthly);
-                const int fast = task.getNumberOfRepetitionsFromDateTime(&from);
+                const int fast = rule.getNumberOfRepetitionsFromDateTime(&from);
                 const int literal =
-                    LiteralRecurrence::getNumberOfRepetitionsFromDateTime(task, &from);
+                    LiteralRecurrence::getNumberOfRepetitionsFromDateTime(rule, &from);
                 QCOMPARE(fast, literal);
-                task.setRepetitionFields(RepeatXTimes, 40 * 12 / every + 4, QDate(), every, type,
+                rule.setRepetitionFields(RepeatXTimes, 40 * 12 / every + 4, QDate(), every, type,
                                          {}, monthly);
-                QCOMPARE(task.getNumberOfRepetitionsFromDateTime(&from),
-                         LiteralRecurrence::getNumberOfRepetitionsFromDateTime(task, &from));
-                QCOMPARE(task.calculateEndDateTime(),
-                         LiteralRecurrence::calculateEndDateTime(task));
+                QCOMPARE(rule.getNumberOfRepetitionsFromDateTime(&from),
+                         LiteralRecurrence::getNumberOfRepetitionsFromDateTime(rule, &from));
+                QCOMPARE(rule.calculateEndDateTime(),
+                         LiteralRecurrence::calculateEndDateTime(rule));
                 counts += 3;
             }
         }
@@ -135,5 +121,5 @@ void TestLongRecurrence::agreesWithTheWalkOverDecades() {
     qInfo("%d occurrence queries and %d counts", queries, counts);
 }
 
-PARDO_TEST_MAIN(TestLongRecurrence)
+QTEST_GUILESS_MAIN(TestLongRecurrence)
 #include "tst_longrecurrence.moc"

@@ -1,7 +1,8 @@
 // The dates of monthly and yearly walks, counted, against QDate's own month steps
 // taken one at a time.
+#include <QtTest>
+
 #include "monthlyplan.h"
-#include "pardotest.h"
 #include "util.h"
 
 namespace {
@@ -97,5 +98,5 @@ void TestMonthlyPlan::leavesTheCalendar() {
     QVERIFY(!plan.after(QDate(), 1).isValid());
 }
 
-PARDO_TEST_MAIN(TestMonthlyPlan)
+QTEST_GUILESS_MAIN(TestMonthlyPlan)
 #include "tst_monthlyplan.moc"

@@ -2,16 +2,15 @@
 // every interval kind, both monthly kinds, every end criterion, intervals of 1
 // to 99, starts from twenty years back to two years ahead, and moments right at
 // the local zone's daylight-saving changes. The seed is fixed, so a failure
-// comes back on every run, printed with its task.
+// comes back on every run, printed with its rule.
 #include <QRandomGenerator>
 #include <QTimeZone>
 
+#include <QtTest>
+
 #include "literalrecurrence.h"
 #include "momentcompare.h"
-#include "pardotest.h"
-#include "task.h"
-#include "taskmanager.h"
-#include "testdatabase.h"
+#include "repetitionrule.h"
 
 #ifndef ORACLE_CASES_PER_KIND
 #define ORACLE_CASES_PER_KIND 500
@@ -36,21 +35,21 @@ bool identical(const QDateTime& a, const QDateTime& b) {
     return MomentCompare::identical(a, b);
 }
 
-QString describe(const Task& task) {
+QString describe(const RepetitionRule& rule) {
     QStringList days;
-    for (int day : task.weeklyRepeatDays()) {
+    for (int day : rule.weeklyRepeatDays()) {
         days.append(QString::number(day));
     }
-    return QStringLiteral("task start %1 %2, kind %3, stop number %4, stop date %5, every %6 of "
+    return QStringLiteral("start %1 %2, kind %3, stop number %4, stop date %5, every %6 of "
                           "type %7, weekdays [%8], monthly %9")
-        .arg(task.date().toString(Qt::ISODate), task.time().toString(Qt::ISODate))
-        .arg(task.repetition())
-        .arg(task.repetitionStopNumber())
-        .arg(task.repetitionStopDate().toString(Qt::ISODate))
-        .arg(task.repeatIntervalNumber())
-        .arg(task.repeatIntervalType())
+        .arg(rule.date().toString(Qt::ISODate), rule.time().toString(Qt::ISODate))
+        .arg(rule.repetition())
+        .arg(rule.repetitionStopNumber())
+        .arg(rule.repetitionStopDate().toString(Qt::ISODate))
+        .arg(rule.repeatIntervalNumber())
+        .arg(rule.repeatIntervalType())
         .arg(days.join(QLatin1Char(',')))
-        .arg(task.monthlyRepeatType());
+        .arg(rule.monthlyRepeatType());
 }
 
 class Generator {
@@ -195,20 +194,16 @@ class TestRecurrenceOracle : public QObject {
     Q_OBJECT
 private Q_SLOTS:
     void initTestCase();
-    void cleanupTestCase();
     void agreesWithTheLiteralWalk_data();
     void agreesWithTheLiteralWalk();
 
 private:
-    bool check(const Task& task, const QString& query, const QDateTime& fast,
+    bool check(const RepetitionRule& rule, const QString& query, const QDateTime& fast,
                const QDateTime& literal);
-    std::unique_ptr<TaskManager> manager;
     QList<QTimeZone::OffsetData> changes;
 };
 
 void TestRecurrenceOracle::initTestCase() {
-    TestDatabase::freshHome(QStringLiteral("oracle"));
-    manager = std::make_unique<TaskManager>();
     const QTimeZone zone = QTimeZone::systemTimeZone();
     QVERIFY(zone.isValid());
     changes = zone.transitions(QDateTime(QDate(2005, 1, 1), QTime(0, 0), Qt::UTC),
@@ -220,11 +215,6 @@ void TestRecurrenceOracle::initTestCase() {
         // Two changes a year in every other zone the suite runs in.
         QVERIFY2(changes.size() >= 40, tz.constData());
     }
-}
-
-void TestRecurrenceOracle::cleanupTestCase() {
-    manager.reset();
-    TestDatabase::dropDefaultConnection();
 }
 
 void TestRecurrenceOracle::agreesWithTheLiteralWalk_data() {
@@ -239,13 +229,13 @@ void TestRecurrenceOracle::agreesWithTheLiteralWalk_data() {
     QTest::newRow("damaged rows") << int(Damaged);
 }
 
-bool TestRecurrenceOracle::check(const Task& task, const QString& query, const QDateTime& fast,
-                                 const QDateTime& literal) {
+bool TestRecurrenceOracle::check(const RepetitionRule& rule, const QString& query,
+                                 const QDateTime& fast, const QDateTime& literal) {
     if (identical(fast, literal)) {
         return true;
     }
     QTest::qFail(qPrintable(QStringLiteral("%1: %2 gives %3, the walk gives %4")
-                                .arg(describe(task), query, describe(fast), describe(literal))),
+                                .arg(describe(rule), query, describe(fast), describe(literal))),
                  __FILE__, __LINE__);
     return false;
 }
@@ -253,7 +243,7 @@ bool TestRecurrenceOracle::check(const Task& task, const QString& query, const Q
 void TestRecurrenceOracle::agreesWithTheLiteralWalk() {
     QFETCH(int, kind);
     Generator gen(0x5eed0000u + quint32(kind), changes);
-    Task task(*manager, 1, QStringLiteral("generated"), true, Task::D);
+    RepetitionRule rule;
     const qint64 stepsBefore = LiteralRecurrence::steps();
     int counted = 0;
     int nearChanges = 0;
@@ -327,9 +317,9 @@ void TestRecurrenceOracle::agreesWithTheLiteralWalk() {
             stopDate = date.isValid() ? date.addDays(gen.between(-3, qMax<qint64>(1, span / 86400)))
                                       : QDate(2026, 5, 5);
         }
-        task.setDate(date);
-        task.setTime(time);
-        task.setRepetitionFields(repetition, stopNumber, stopDate, every, type, days, monthly);
+        rule.setDate(date);
+        rule.setTime(time);
+        rule.setRepetitionFields(repetition, stopNumber, stopDate, every, type, days, monthly);
         repetitionKinds.insert(repetition);
         numbers.insert(every);
 
@@ -350,8 +340,8 @@ void TestRecurrenceOracle::agreesWithTheLiteralWalk() {
             for (int n : {1, 2, 3 + gen.below(10), 0}) {
                 const QString query =
                     QStringLiteral("nthRepetitionFromDateTime(%1, %2)").arg(describe(from)).arg(n);
-                if (!check(task, query, task.nthRepetitionFromDateTime(from, n),
-                           LiteralRecurrence::nthRepetitionFromDateTime(task, from, n))) {
+                if (!check(rule, query, rule.nthRepetitionFromDateTime(from, n),
+                           LiteralRecurrence::nthRepetitionFromDateTime(rule, from, n))) {
                     return;
                 }
             }
@@ -363,18 +353,18 @@ void TestRecurrenceOracle::agreesWithTheLiteralWalk() {
             }
         }
         const int n = 1 + gen.below(6);
-        if (!check(task, QStringLiteral("nthRepetition(%1)").arg(n), task.nthRepetition(n),
-                   LiteralRecurrence::nthRepetition(task, n))) {
+        if (!check(rule, QStringLiteral("nthRepetition(%1)").arg(n), rule.nthRepetition(n),
+                   LiteralRecurrence::nthRepetition(rule, n))) {
             return;
         }
-        const QDateTime end = task.calculateEndDateTime();
-        if (!check(task, QStringLiteral("calculateEndDateTime()"), end,
-                   LiteralRecurrence::calculateEndDateTime(task))) {
+        const QDateTime end = rule.calculateEndDateTime();
+        if (!check(rule, QStringLiteral("calculateEndDateTime()"), end,
+                   LiteralRecurrence::calculateEndDateTime(rule))) {
             return;
         }
         if (repetition == RepeatForever && type >= IntervalWeeks && type <= IntervalYears) {
             // Forever by weeks, months or years: no occurrence lies past the end.
-            QVERIFY(!(end < task.nthRepetition(n)));
+            QVERIFY(!(end < rule.nthRepetition(n)));
         }
 
         // Counting walks again for every occurrence: only where that stays affordable.
@@ -382,7 +372,7 @@ void TestRecurrenceOracle::agreesWithTheLiteralWalk() {
             const QDateTime f = from.isValid() ? from : start;
             qint64 cost = 1;
             // "Forever" counts nothing (-1), and its end may be no end at all.
-            if (task.repetition() != RepeatForever && start.isValid() && end.isValid() &&
+            if (rule.repetition() != RepeatForever && start.isValid() && end.isValid() &&
                 f.isValid() && every > 0) {
                 const qint64 catchUp = walkSteps(type, every, qMax<qint64>(0, start.secsTo(f)));
                 const qint64 occurrences =
@@ -393,13 +383,13 @@ void TestRecurrenceOracle::agreesWithTheLiteralWalk() {
                 continue;
             }
             const QDateTime* pointer = from.isValid() ? &from : nullptr;
-            const int fast = task.getNumberOfRepetitionsFromDateTime(pointer);
+            const int fast = rule.getNumberOfRepetitionsFromDateTime(pointer);
             const int literal =
-                LiteralRecurrence::getNumberOfRepetitionsFromDateTime(task, pointer);
+                LiteralRecurrence::getNumberOfRepetitionsFromDateTime(rule, pointer);
             if (fast != literal) {
                 QFAIL(qPrintable(QStringLiteral("%1: getNumberOfRepetitionsFromDateTime(%2) "
                                                 "gives %3, the walk gives %4")
-                                     .arg(describe(task), describe(from))
+                                     .arg(describe(rule), describe(from))
                                      .arg(fast)
                                      .arg(literal)));
             }
@@ -421,5 +411,5 @@ void TestRecurrenceOracle::agreesWithTheLiteralWalk() {
     }
 }
 
-PARDO_TEST_MAIN(TestRecurrenceOracle)
+QTEST_GUILESS_MAIN(TestRecurrenceOracle)
 #include "tst_recurrenceoracle.moc"

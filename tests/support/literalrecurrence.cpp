@@ -4,7 +4,7 @@
 
 #include <limits>
 
-#include "task.h"
+#include "repetitionrule.h"
 #include "util.h"
 
 namespace {
@@ -24,16 +24,16 @@ QDateTime local(const QDate& date, const QTime& time) {
     return QDateTime(date, time, Qt::LocalTime);
 }
 
-QDateTime startOf(const Task& task) {
-    return local(task.date(), task.time());
+QDateTime startOf(const RepetitionRule& rule) {
+    return local(rule.date(), rule.time());
 }
 
 bool sameMoment(const QDateTime& a, const QDateTime& b) {
     return b.isNull() || (a == b && a.date() == b.date() && a.time() == b.time());
 }
 
-bool hasValidWeekday(const Task& task) {
-    for (int day : task.weeklyRepeatDays()) {
+bool hasValidWeekday(const RepetitionRule& rule) {
+    for (int day : rule.weeklyRepeatDays()) {
         if (day >= 1 && day <= 7) {
             return true;
         }
@@ -42,25 +42,25 @@ bool hasValidWeekday(const Task& task) {
 }
 
 // Where the walk cannot advance at all, the start is its only occurrence.
-bool cannotAdvance(const Task& task) {
-    const int every = task.repeatIntervalNumber();
-    switch (task.repeatIntervalType()) {
+bool cannotAdvance(const RepetitionRule& rule) {
+    const int every = rule.repeatIntervalNumber();
+    switch (rule.repeatIntervalType()) {
     case IntervalMinutes:
     case IntervalHours:
     case IntervalDays:
-        return every < 0 || !task.date().isValid();
+        return every < 0 || !rule.date().isValid();
     case IntervalWeeks:
-        return every < 1 || !task.date().isValid() || !hasValidWeekday(task);
+        return every < 1 || !rule.date().isValid() || !hasValidWeekday(rule);
     case IntervalMonths:
     case IntervalYears:
-        return every < 1 || !task.date().isValid();
+        return every < 1 || !rule.date().isValid();
     }
     return false;
 }
 
-QDateTime weeklyStep(const Task& task, QDateTime cur) {
-    const qint64 every = task.repeatIntervalNumber();
-    const QList<int> days = task.weeklyRepeatDays();
+QDateTime weeklyStep(const RepetitionRule& rule, QDateTime cur) {
+    const qint64 every = rule.repeatIntervalNumber();
+    const QList<int> days = rule.weeklyRepeatDays();
     ++stepCount;
     cur = cur.addDays(1);
     if (!cur.date().isValid()) {
@@ -120,26 +120,26 @@ qint64 steps() {
     return stepCount;
 }
 
-QDateTime nthRepetitionFromDateTime(const Task& task, const QDateTime& from, int n) {
-    if (task.repetition() == RepeatNever) {
+QDateTime nthRepetitionFromDateTime(const RepetitionRule& rule, const QDateTime& from, int n) {
+    if (rule.repetition() == RepeatNever) {
         return QDateTime();
     }
-    const QDateTime start = startOf(task);
+    const QDateTime start = startOf(rule);
     QDateTime cur = start;
     if (n < 1) {
         return start;
     }
-    if (cannotAdvance(task)) {
+    if (cannotAdvance(rule)) {
         return start;
     }
-    const qint64 every = task.repeatIntervalNumber();
+    const qint64 every = rule.repeatIntervalNumber();
     const qint64 more = qint64(n) - 1;
-    switch (task.repeatIntervalType()) {
+    switch (rule.repeatIntervalType()) {
     case IntervalMinutes:
     case IntervalHours:
     case IntervalDays: {
-        const qint64 unit = task.repeatIntervalType() == IntervalMinutes ? 60
-                            : task.repeatIntervalType() == IntervalHours ? 3600
+        const qint64 unit = rule.repeatIntervalType() == IntervalMinutes ? 60
+                            : rule.repeatIntervalType() == IntervalHours ? 3600
                                                                          : 86400;
         const qint64 s = every * unit;
         if (s == 0) {
@@ -148,7 +148,7 @@ QDateTime nthRepetitionFromDateTime(const Task& task, const QDateTime& from, int
         if (!catchUp(cur, from, [s](const QDateTime& c) { return c.addSecs(s); })) {
             return cur;
         }
-        if (task.repeatIntervalType() == IntervalDays) {
+        if (rule.repeatIntervalType() == IntervalDays) {
             return cur.addDays(every * more);
         }
         qint64 seconds = 0;
@@ -163,17 +163,17 @@ QDateTime nthRepetitionFromDateTime(const Task& task, const QDateTime& from, int
         }
         return fitsInt(every * more) ? cur.addYears(int(every * more)) : QDateTime();
     case IntervalMonths:
-        if (task.monthlyRepeatType() == MonthlyByDayOfMonth) {
+        if (rule.monthlyRepeatType() == MonthlyByDayOfMonth) {
             if (!catchUp(cur, from,
                          [every](const QDateTime& c) { return c.addMonths(int(every)); })) {
                 return cur;
             }
             return fitsInt(every * more) ? cur.addMonths(int(every * more)) : QDateTime();
         }
-        if (task.monthlyRepeatType() == MonthlyByDayOfWeek) {
-            const int k = Util::whichDayOfWeekInMonthIsDate(task.date());
-            const int w = task.date().dayOfWeek();
-            const QTime time = task.time();
+        if (rule.monthlyRepeatType() == MonthlyByDayOfWeek) {
+            const int k = Util::whichDayOfWeekInMonthIsDate(rule.date());
+            const int w = rule.date().dayOfWeek();
+            const QTime time = rule.time();
             if (!catchUp(cur, from, [&](const QDateTime& c) {
                     const QDateTime m = c.addMonths(int(every));
                     return QDateTime(Util::nthDayOfWeekInMonth(m.date(), k, w), time);
@@ -188,11 +188,11 @@ QDateTime nthRepetitionFromDateTime(const Task& task, const QDateTime& from, int
         }
         return start;
     case IntervalWeeks:
-        if (!catchUp(cur, from, [&task](const QDateTime& c) { return weeklyStep(task, c); })) {
+        if (!catchUp(cur, from, [&rule](const QDateTime& c) { return weeklyStep(rule, c); })) {
             return cur;
         }
         for (qint64 i = 0; i < more; ++i) {
-            const QDateTime next = weeklyStep(task, cur);
+            const QDateTime next = weeklyStep(rule, cur);
             if (sameMoment(cur, next)) {
                 return QDateTime();
             }
@@ -203,34 +203,34 @@ QDateTime nthRepetitionFromDateTime(const Task& task, const QDateTime& from, int
     return start;
 }
 
-QDateTime nthRepetition(const Task& task, int n) {
-    return nthRepetitionFromDateTime(task, startOf(task), n);
+QDateTime nthRepetition(const RepetitionRule& rule, int n) {
+    return nthRepetitionFromDateTime(rule, startOf(rule), n);
 }
 
-QDateTime calculateEndDateTime(const Task& task) {
-    if (task.type() == Task::T) {
+QDateTime calculateEndDateTime(const RepetitionRule& rule) {
+    if (rule.isCountdown()) {
         return QDateTime();
     }
-    if (task.repetition() == RepeatUntilDate) {
-        return local(task.repetitionStopDate(), task.time());
+    if (rule.repetition() == RepeatUntilDate) {
+        return local(rule.repetitionStopDate(), rule.time());
     }
     // "Forever" by weeks, months or years has no end: the latest moment there is.
-    if (task.repetition() == RepeatForever && (task.repeatIntervalType() == IntervalWeeks ||
-                                               task.repeatIntervalType() == IntervalMonths ||
-                                               task.repeatIntervalType() == IntervalYears)) {
+    if (rule.repetition() == RepeatForever && (rule.repeatIntervalType() == IntervalWeeks ||
+                                               rule.repeatIntervalType() == IntervalMonths ||
+                                               rule.repeatIntervalType() == IntervalYears)) {
         return QDateTime::fromMSecsSinceEpoch(std::numeric_limits<qint64>::max(), Qt::UTC);
     }
-    const QDateTime start = startOf(task);
-    if (task.repetition() != RepeatXTimes) {
+    const QDateTime start = startOf(rule);
+    if (rule.repetition() != RepeatXTimes) {
         return start;
     }
-    if (cannotAdvance(task)) {
+    if (cannotAdvance(rule)) {
         return start;
     }
-    const qint64 c = task.repetitionStopNumber();
-    const qint64 every = task.repeatIntervalNumber();
+    const qint64 c = rule.repetitionStopNumber();
+    const qint64 every = rule.repeatIntervalNumber();
     qint64 amount = 0;
-    switch (task.repeatIntervalType()) {
+    switch (rule.repeatIntervalType()) {
     case IntervalMinutes:
         if (qMulOverflow((c - 1) * every, qint64(60), &amount)) {
             return QDateTime();
@@ -246,7 +246,7 @@ QDateTime calculateEndDateTime(const Task& task) {
     case IntervalYears:
         return fitsInt(every * (c - 1)) ? start.addYears(int(every * (c - 1))) : QDateTime();
     case IntervalWeeks: {
-        const QList<int> days = task.weeklyRepeatDays();
+        const QList<int> days = rule.weeklyRepeatDays();
         const qint64 d = days.size();
         QDateTime cur = start;
         while (!days.contains(cur.date().dayOfWeek())) {
@@ -259,23 +259,23 @@ QDateTime calculateEndDateTime(const Task& task) {
         const qint64 r = (c - 1) % d;
         if (r >= 1) {
             for (qint64 i = 0; i < r && cur.date().isValid(); ++i) {
-                cur = weeklyStep(task, cur);
+                cur = weeklyStep(rule, cur);
             }
         }
         return cur;
     }
     case IntervalMonths:
-        if (task.monthlyRepeatType() == MonthlyByDayOfMonth) {
+        if (rule.monthlyRepeatType() == MonthlyByDayOfMonth) {
             return fitsInt(every * (c - 1)) ? start.addMonths(int(every * (c - 1))) : QDateTime();
         }
-        if (task.monthlyRepeatType() == MonthlyByDayOfWeek) {
+        if (rule.monthlyRepeatType() == MonthlyByDayOfWeek) {
             if (!fitsInt(every * (c - 1))) {
                 return QDateTime();
             }
             const QDateTime cur = start.addMonths(int(every * (c - 1)));
             return local(Util::nthDayOfWeekInMonth(cur.date(),
-                                                   Util::whichDayOfWeekInMonthIsDate(task.date()),
-                                                   task.date().dayOfWeek()),
+                                                   Util::whichDayOfWeekInMonthIsDate(rule.date()),
+                                                   rule.date().dayOfWeek()),
                          cur.time());
         }
         return start;
@@ -283,21 +283,21 @@ QDateTime calculateEndDateTime(const Task& task) {
     return start;
 }
 
-int getNumberOfRepetitionsFromDateTime(const Task& task, const QDateTime* from) {
-    if (task.repetition() == RepeatNever) {
+int getNumberOfRepetitionsFromDateTime(const RepetitionRule& rule, const QDateTime* from) {
+    if (rule.repetition() == RepeatNever) {
         return 0;
     }
-    if (task.repetition() == RepeatForever) {
+    if (rule.repetition() == RepeatForever) {
         return -1;
     }
-    const QDateTime f = from ? *from : startOf(task);
-    const QDateTime end = calculateEndDateTime(task);
+    const QDateTime f = from ? *from : startOf(rule);
+    const QDateTime end = calculateEndDateTime(rule);
     if (end < f) {
         return 0;
     }
     QDateTime previous = f;
     for (int n = 1; n < std::numeric_limits<int>::max(); ++n) {
-        const QDateTime t = nthRepetitionFromDateTime(task, f, n);
+        const QDateTime t = nthRepetitionFromDateTime(rule, f, n);
         if (t.isNull()) {
             return n - 1;
         }
@@ -308,7 +308,7 @@ int getNumberOfRepetitionsFromDateTime(const Task& task, const QDateTime* from) 
         if (!t.isValid()) {
             int run = 1;
             while (run < kInvalidRunLimit &&
-                   !nthRepetitionFromDateTime(task, f, n + run).isValid()) {
+                   !nthRepetitionFromDateTime(rule, f, n + run).isValid()) {
                 ++run;
             }
             if (run == kInvalidRunLimit) {

@@ -4,7 +4,7 @@
 #include <QDateTime>
 #include <QList>
 
-class Task;
+class RepetitionRule;
 
 // The occurrence walk written out step by step: every catch-up walks one
 // occurrence at a time from the start, and the count repeats the whole walk for
@@ -14,10 +14,10 @@ class Task;
 // the same way, so that any other difference is the engine's.
 namespace LiteralRecurrence {
 
-QDateTime nthRepetitionFromDateTime(const Task& task, const QDateTime& from, int n);
-QDateTime nthRepetition(const Task& task, int n);
-QDateTime calculateEndDateTime(const Task& task);
-int getNumberOfRepetitionsFromDateTime(const Task& task, const QDateTime* from);
+QDateTime nthRepetitionFromDateTime(const RepetitionRule& rule, const QDateTime& from, int n);
+QDateTime nthRepetition(const RepetitionRule& rule, int n);
+QDateTime calculateEndDateTime(const RepetitionRule& rule);
+int getNumberOfRepetitionsFromDateTime(const RepetitionRule& rule, const QDateTime* from);
 
 // Walk steps taken so far in this process, so that generated cases can be kept affordable.
 qint64 steps();

@@ -1,5 +1,5 @@
-// Occurrences of a repeating task. The answers are those of walking from the
-// task's start one occurrence at a time, with Qt's own date arithmetic; where
+// Occurrences of a repetition. The answers are those of walking from the
+// start one occurrence at a time, with Qt's own date arithmetic; where
 // whole periods can be counted instead, they are, so the cost no longer grows
 // with the time since the start.
 //
@@ -10,8 +10,9 @@
 // so does a monthly-by-weekday walk whose occurrences keep landing in the hour
 // a daylight-saving change skips (invalid moments, never later than anything).
 // The count stops where the occurrences stop moving.
-#include "task.h"
+#include "repetitionrule.h"
 
+#include <QStringList>
 #include <QtNumeric>
 
 #include <limits>
@@ -36,9 +37,9 @@ QDateTime localMoment(const QDate& date, const QTime& time) {
 
 } // namespace
 
-void Task::setRepetitionFields(int repetition, int stopNumber, const QDate& stopDate,
-                               int intervalNumber, int intervalType, const QList<int>& weekdays,
-                               int monthlyType) {
+void RepetitionRule::setRepetitionFields(int repetition, int stopNumber, const QDate& stopDate,
+                                         int intervalNumber, int intervalType,
+                                         const QList<int>& weekdays, int monthlyType) {
     repetition_ = repetition;
     repetitionStopNumber_ = stopNumber;
     repetitionStopDate_ = stopDate;
@@ -48,7 +49,19 @@ void Task::setRepetitionFields(int repetition, int stopNumber, const QDate& stop
     monthlyRepeatType_ = monthlyType;
 }
 
-QDateTime Task::nthRepetitionFromDateTime(const QDateTime& from, int n) const {
+bool RepetitionRule::hasRepetition() const {
+    return repetition_ != RepeatNever;
+}
+
+bool RepetitionRule::hasTrivialRepetition() const {
+    if (!hasRepetition()) {
+        return false;
+    }
+    return repeatIntervalType_ == IntervalMinutes || repeatIntervalType_ == IntervalHours ||
+           repeatIntervalType_ == IntervalDays;
+}
+
+QDateTime RepetitionRule::nthRepetitionFromDateTime(const QDateTime& from, int n) const {
     LocalZone::refresh();
     // The stop criteria are not applied here: callers compare with the end.
     if (repetition_ == RepeatNever) {
@@ -61,14 +74,14 @@ QDateTime Task::nthRepetitionFromDateTime(const QDateTime& from, int n) const {
     return RecurrenceWalk(*this, start, from).at(n);
 }
 
-QDateTime Task::nthRepetition(int n) const {
+QDateTime RepetitionRule::nthRepetition(int n) const {
     LocalZone::refresh();
     return nthRepetitionFromDateTime(localMoment(date_, time_), n);
 }
 
-QDateTime Task::calculateEndDateTime() const {
+QDateTime RepetitionRule::calculateEndDateTime() const {
     LocalZone::refresh();
-    if (type_ == T) {
+    if (countdown_) {
         return QDateTime();
     }
     if (repetition_ == RepeatUntilDate) {
@@ -144,7 +157,7 @@ QDateTime Task::calculateEndDateTime() const {
     return start;
 }
 
-int Task::getNumberOfRepetitionsFromDateTime(const QDateTime* from) const {
+int RepetitionRule::getNumberOfRepetitionsFromDateTime(const QDateTime* from) const {
     LocalZone::refresh();
     if (repetition_ == RepeatNever) {
         return 0;
@@ -218,4 +231,37 @@ int Task::getNumberOfRepetitionsFromDateTime(const QDateTime* from) const {
         }
     }
     return int(stop - 1);
+}
+
+QString RepetitionRule::extraData() const {
+    QString extra;
+    if (repeatIntervalType_ == IntervalWeeks) {
+        extra.append(QLatin1Char('W'));
+        for (int day : weeklyRepeatDays_) {
+            extra.append(QStringLiteral(":%1").arg(day));
+        }
+    } else if (repeatIntervalType_ == IntervalMonths) {
+        extra.append(QLatin1Char('M'));
+        extra.append(QStringLiteral(":%1").arg(monthlyRepeatType_));
+    }
+    return extra;
+}
+
+void RepetitionRule::parseExtraDataAsWeekly(const QString& extra) {
+    const QStringList parts = extra.split(QLatin1Char(':'), Qt::KeepEmptyParts, Qt::CaseSensitive);
+    if (parts.first() != QLatin1String("W")) {
+        return;
+    }
+    // Appends without clearing: after an edit the list holds old and new days until restart.
+    for (int i = 1; i < parts.size(); ++i) {
+        weeklyRepeatDays_.append(parts.at(i).toInt());
+    }
+}
+
+void RepetitionRule::parseExtraDataAsMonthly(const QString& extra) {
+    const QStringList parts = extra.split(QLatin1Char(':'), Qt::KeepEmptyParts, Qt::CaseSensitive);
+    if (parts.first() != QLatin1String("M") || parts.size() < 2) {
+        return;
+    }
+    monthlyRepeatType_ = parts.at(1).toInt();
 }
