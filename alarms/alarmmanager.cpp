@@ -4,7 +4,6 @@
 #include <QDBusConnectionInterface>
 #include <QDateTime>
 #include <QHash>
-#include <QSqlQuery>
 #include <QVariant>
 
 #include <alarmd/libalarm.h>
@@ -12,6 +11,7 @@
 
 #include <cstdlib>
 
+#include "databasemanager.h"
 #include "task.h"
 #include "timesource.h"
 
@@ -234,12 +234,8 @@ QString AlarmManager::daemonNow() {
 }
 
 int AlarmManager::getGeneralSnoozeTime() {
-    QSqlQuery query{QString(), QSqlDatabase()};
-    if (query.exec(QStringLiteral("SELECT value FROM meta WHERE name = 'gs_snooze_interval'")) &&
-        query.next()) {
-        return query.value(0).toInt();
-    }
-    return 10;
+    std::optional<int> stored;
+    return DatabaseManager::selectSnoozeInterval(stored) && stored ? *stored : 10;
 }
 
 void AlarmManager::setTaskTAlarms(const Task& task) {

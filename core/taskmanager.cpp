@@ -3,8 +3,6 @@
 #include <QCoreApplication>
 #include <QGridLayout>
 #include <QMessageBox>
-#include <QSqlQuery>
-#include <QVariant>
 
 #include <algorithm>
 
@@ -13,26 +11,6 @@
 #include "taskless.h"
 
 namespace {
-
-bool run(const QString& statement, const QVariantList& values) {
-    QSqlQuery query{QString(), QSqlDatabase()};
-    if (!query.prepare(statement)) {
-        return false;
-    }
-    for (const QVariant& value : values) {
-        query.addBindValue(value);
-    }
-    return query.exec();
-}
-
-// These columns always received text ('1', '', ...): bound values keep them so.
-QVariant activeText(const Task& task) {
-    return QVariant(QString::number(task.active() ? 1 : 0));
-}
-
-QVariant text(const QString& value) {
-    return QVariant(value.isNull() ? QString::fromLatin1("") : value);
-}
 
 void showTaskSaved() {
     QMaemo5InformationBox::information(
@@ -52,19 +30,15 @@ TaskManager::~TaskManager() {
 }
 
 void TaskManager::loadTasks() {
-    QSqlQuery query{QString(), QSqlDatabase()};
-    if (query.exec(QStringLiteral("SELECT id, name, active, type FROM tasks ORDER BY id"))) {
-        while (query.next()) {
-            auto* task =
-                new Task(*this, query.value(0).toInt(), query.value(1).toString(),
-                         query.value(2).toBool(), static_cast<Task::Type>(query.value(3).toInt()));
-            tasks.append(task);
-            task->loadDateTime();
-            task->loadAlarms();
-            task->loadRepetitions();
-            if (tasksLayout) {
-                task->display(tasksLayout);
-            }
+    const QVector<StoredTask> stored = DatabaseManager::selectTasks();
+    tasks.reserve(tasks.size() + stored.size());
+    for (const StoredTask& row : stored) {
+        auto* task =
+            new Task(*this, row.id, row.name, row.active, static_cast<Task::Type>(row.type));
+        tasks.append(task);
+        task->loadStored(row);
+        if (tasksLayout) {
+            task->display(tasksLayout);
         }
     }
     sortTasks();
@@ -107,12 +81,9 @@ void TaskManager::setSelectedTask(Task* task) {
 void TaskManager::saveTaskActivationState(Task& task) {
     // The result is not checked: memory, daemon and grid follow the new state anyway.
     if (task.type() == Task::D) {
-        run(QStringLiteral("UPDATE tasks SET active = ? WHERE id = ?"),
-            {activeText(task), task.id()});
+        DatabaseManager::updateTaskActive(task.id(), task.active());
     } else {
-        run(QStringLiteral("UPDATE tasks SET active = ?, date = ?, time = ? WHERE id = ?"),
-            {activeText(task), text(task.date().toString(QStringLiteral("yyyy-MM-dd"))),
-             text(task.time().toString(QStringLiteral("HH:mm"))), task.id()});
+        DatabaseManager::updateTaskActive(task.id(), task.active(), task.date(), task.time());
     }
     alarmManager.setAlarms(task);
     sortTasks();
@@ -186,16 +157,9 @@ void TaskManager::removeTask() {
     if (tasks.isEmpty() || !selectedTask) {
         return;
     }
-    // Events first, then rows, then memory: a failed DELETE leaves the task on screen.
+    // Events first, then rows, then memory: a failed delete leaves the task on screen.
     alarmManager.deleteAlarms(*selectedTask);
-    const int id = selectedTask->id();
-    if (!run(QStringLiteral("DELETE FROM tasks WHERE id = ?"), {id})) {
-        return;
-    }
-    if (!run(QStringLiteral("DELETE FROM alarms WHERE task_id = ?"), {id})) {
-        return;
-    }
-    if (!run(QStringLiteral("DELETE FROM repetitions WHERE task_id = ?"), {id})) {
+    if (!DatabaseManager::deleteTask(selectedTask->id())) {
         return;
     }
     tasks.removeOne(selectedTask);

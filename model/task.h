@@ -6,6 +6,7 @@
 #include <QObject>
 #include <QString>
 #include <QTime>
+#include <QVector>
 
 #include "alarm.h"
 #include "repetitionrule.h"
@@ -15,6 +16,10 @@ class QGridLayout;
 class QTimer;
 class RepetitionsWidget;
 class TaskButton;
+struct StoredAlarm;
+struct StoredMoment;
+struct StoredRepetition;
+struct StoredTask;
 class TaskManager;
 
 class Task : public QObject {
@@ -89,6 +94,8 @@ public:
     void loadDateTime();
     void loadAlarms();
     void loadRepetitions();
+    // Rows read for many tasks at once, taken as the three loads above would.
+    void loadStored(const StoredTask& stored);
     void parseExtraDataAsWeekly(const QString& extra);
     void parseExtraDataAsMonthly(const QString& extra);
 
@@ -101,6 +108,10 @@ protected:
 
 private:
     QString repetitionExtraData() const;
+    StoredRepetition storedRepetition() const;
+    void takeMoment(const StoredMoment& moment);
+    void takeAlarms(const QVector<StoredAlarm>& stored);
+    void takeRepetitions(const QVector<StoredRepetition>& stored);
 
     TaskButton* button;
     TaskManager& manager;

@@ -5,11 +5,11 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QScrollArea>
-#include <QSqlQuery>
 #include <QTimer>
 #include <QVBoxLayout>
 #include <QVariant>
 
+#include "databasemanager.h"
 #include "qmaemo5informationbox.h"
 #include "stackedwindow.h"
 #include "strictintvalidator.h"
@@ -136,25 +136,21 @@ SettingsWindow::SettingsWindow(QWidget* parent)
 }
 
 int SettingsWindow::getSnoozeIntervalFromDatabase() {
-    QSqlQuery query{QString(), QSqlDatabase()};
-    if (!query.exec(QStringLiteral("SELECT value FROM meta WHERE name = 'gs_snooze_interval'"))) {
+    std::optional<int> stored;
+    if (!DatabaseManager::selectSnoozeInterval(stored)) {
         return kDefaultSnooze;
     }
-    if (query.next()) {
-        return query.value(0).toInt();
+    if (stored) {
+        return *stored;
     }
     // The row comes into being the first time the settings are opened.
-    QSqlQuery insert{QString(), QSqlDatabase()};
-    insert.exec(QStringLiteral(
-        "INSERT INTO meta (id, name, value) VALUES (NULL, 'gs_snooze_interval', '10')"));
+    DatabaseManager::insertDefaultSnoozeInterval();
     return kDefaultSnooze;
 }
 
 void SettingsWindow::saveSettings() {
     // Written as it stands: the validator keeps it to digits, an empty field stays empty.
-    QSqlQuery query{QString(), QSqlDatabase()};
-    if (!query.exec(QStringLiteral("UPDATE meta SET value = '%1' WHERE name = 'gs_snooze_interval'")
-                        .arg(snoozeIntervalEdit->text()))) {
+    if (!DatabaseManager::updateSnoozeInterval(snoozeIntervalEdit->text())) {
         return;
     }
     QMaemo5InformationBox::information(nullptr, tr("Settings saved."), 3000);
