@@ -111,6 +111,14 @@ void TaskButton::setNextAlarm(const QDateTime& moment) {
     }
 }
 
+QSize TaskButton::sizeHint() const {
+    return minimumSize();
+}
+
+QSize TaskButton::minimumSizeHint() const {
+    return minimumSize();
+}
+
 void TaskButton::mouseDoubleClickEvent(QMouseEvent* /*event*/) {
     // The second press never reaches QPushButton, so the double tap is one click more, not two.
     Q_EMIT doubleClicked();

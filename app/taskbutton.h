@@ -26,6 +26,10 @@ public:
     // Tooltip and accessible description: when the task rings next (an invalid moment: never).
     void setNextAlarm(const QDateTime& moment);
 
+    // The size is fixed: no need to measure the text of every task for the grid.
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+
 Q_SIGNALS:
     void doubleClicked();
 
