@@ -6,25 +6,32 @@
 #include <QKeyEvent>
 #include <QLocale>
 #include <QPainter>
-#include <QRegularExpression>
+#include <QPainterPath>
+#include <QStyle>
+#include <QStyleOptionButton>
 #include <QScrollArea>
 
 #include "taskbuttonaccessible.h"
 
 namespace {
 
-const QString kInactiveStyle = QStringLiteral(
-    "TaskButton {border: 1px solid #333333;border-radius: 6px;background-color: "
-    "#222222;background-color: qlineargradient(x1: 0, y1: 0, x2: 0, y2: 0.67, stop: 0 #444444, "
-    "stop: 1 #222222);margin: 12px;}");
-const QString kActiveStyle = QStringLiteral(
-    "TaskButton {border: 1px solid #199909;border-radius: 6px;background-color: "
-    "#116a06;background-color: qlineargradient(x1: 0, y1: 0, x2: 0, y2: 0.67, stop: 0 #22c70d, "
-    "stop: 1 #116a06);margin: 12px;}");
 const QString kImageStyle =
     QStringLiteral("TaskButton {background-image: url(:/images/task_button_inactive.png); border: "
                    "none;}\nTaskButton:checked {background-image: "
                    "url(:/images/task_button_active.png);}");
+
+// The face: a rounded, one-pixel bordered box inside a transparent margin, with a gradient
+// that runs from the top to two thirds down and stays flat below.
+const int kMargin = 12;
+const qreal kRadius = 6;
+const qreal kGradientEnd = 0.67;
+const QColor kActiveTop(0x22, 0xc7, 0x0d);
+const QColor kActiveBottom(0x11, 0x6a, 0x06);
+const QColor kInactiveTop(0x44, 0x44, 0x44);
+const QColor kInactiveBottom(0x22, 0x22, 0x22);
+const QColor kActiveBorder(0x19, 0x99, 0x09);
+const QColor kInactiveBorder(0x33, 0x33, 0x33);
+const QColor kSelectedBorder(0xf8, 0xe5, 0x2d);
 
 // The ring lies in the button's transparent margin, clear of the border the selection colours.
 const int kRingInset = 4;
@@ -36,7 +43,8 @@ const QColor kRingColor(0x4d, 0xb8, 0xff);
 TaskButton::TaskButton(QWidget* parent)
     : QPushButton(parent)
     , taskActive(false)
-    , focusRingShown(false) {
+    , focusRingShown(false)
+    , border(kInactiveBorder) {
     static const bool accessibleInstalled = [] {
         QAccessible::installFactory(&TaskButtonAccessible::create);
         return true;
@@ -58,7 +66,12 @@ void TaskButton::createFromImage() {
 }
 
 void TaskButton::setActivated(bool active) {
-    setStyleSheet(active ? kActiveStyle : kInactiveStyle);
+    // The whole look follows the activity: a selection border goes, and so does the image look.
+    if (!styleSheet().isEmpty()) {
+        setStyleSheet(QString());
+    }
+    border = active ? kActiveBorder : kInactiveBorder;
+    update();
     if (taskActive != active) {
         taskActive = active;
         QAccessible::State changed;
@@ -69,18 +82,13 @@ void TaskButton::setActivated(bool active) {
 }
 
 void TaskButton::setSelected(bool selected, bool activated) {
-    static const QRegularExpression border(QStringLiteral("border: 1px solid #[^;]*;"));
-    QString replacement;
+    // Only the border changes; the face keeps the colours of the last setActivated().
     if (selected) {
-        replacement = QStringLiteral("border: 1px solid #f8e52d;");
-    } else if (activated) {
-        replacement = QStringLiteral("border: 1px solid #199909;");
+        border = kSelectedBorder;
     } else {
-        replacement = QStringLiteral("border: 1px solid #333333;");
+        border = activated ? kActiveBorder : kInactiveBorder;
     }
-    QString sheet = styleSheet();
-    sheet.replace(border, replacement);
-    setStyleSheet(sheet);
+    update();
 }
 
 void TaskButton::doubleTap() {
@@ -101,6 +109,14 @@ void TaskButton::setNextAlarm(const QDateTime& moment) {
     if (accessibleDescription() != text) {
         setAccessibleDescription(text);
     }
+}
+
+QSize TaskButton::sizeHint() const {
+    return minimumSize();
+}
+
+QSize TaskButton::minimumSizeHint() const {
+    return minimumSize();
 }
 
 void TaskButton::mouseDoubleClickEvent(QMouseEvent* /*event*/) {
@@ -203,7 +219,12 @@ void TaskButton::focusOutEvent(QFocusEvent* event) {
 }
 
 void TaskButton::paintEvent(QPaintEvent* event) {
-    QPushButton::paintEvent(event);
+    // A style sheet of its own (the image look) is the toolkit's to paint.
+    if (!styleSheet().isEmpty()) {
+        QPushButton::paintEvent(event);
+    } else {
+        paintFace();
+    }
     if (!focusRingShown || !hasFocus()) {
         return;
     }
@@ -216,4 +237,30 @@ void TaskButton::paintEvent(QPaintEvent* event) {
     const QRectF ring = QRectF(rect()).adjusted(kRingInset + half, kRingInset + half,
                                                 -(kRingInset + half), -(kRingInset + half));
     painter.drawRoundedRect(ring, 9, 9);
+}
+
+void TaskButton::paintFace() {
+    // Drawn by hand: a style sheet per button costs its parsing and polish for every task.
+    QPainter painter(this);
+    const QRectF box = QRectF(rect()).adjusted(kMargin, kMargin, -kMargin, -kMargin);
+    if (box.isEmpty()) {
+        return;
+    }
+    QLinearGradient gradient(0, 0, 0, kGradientEnd);
+    gradient.setCoordinateMode(QGradient::ObjectBoundingMode);
+    gradient.setColorAt(0, taskActive ? kActiveTop : kInactiveTop);
+    gradient.setColorAt(1, taskActive ? kActiveBottom : kInactiveBottom);
+    painter.setRenderHint(QPainter::Antialiasing);
+    QPainterPath face;
+    face.addRoundedRect(box, kRadius, kRadius);
+    painter.fillPath(face, gradient);
+    painter.setPen(QPen(border, 1));
+    painter.setBrush(Qt::NoBrush);
+    painter.drawRoundedRect(box.adjusted(0.5, 0.5, -0.5, -0.5), kRadius - 0.5, kRadius - 0.5);
+    painter.setRenderHint(QPainter::Antialiasing, false);
+
+    QStyleOptionButton option;
+    initStyleOption(&option);
+    option.rect = box.adjusted(1, 1, -1, -1).toRect();
+    style()->drawControl(QStyle::CE_PushButtonLabel, &option, &painter, this);
 }

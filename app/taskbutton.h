@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QColor>
 #include <QPushButton>
 
 class QDateTime;
@@ -20,8 +21,14 @@ public:
     bool isActivated() const { return taskActive; }
     // What a double tap gives: the first tap's click, then doubleClicked() and one click more.
     void doubleTap();
+    // The colour of the face's border: the selection's, or else the activity's.
+    QColor borderColor() const { return border; }
     // Tooltip and accessible description: when the task rings next (an invalid moment: never).
     void setNextAlarm(const QDateTime& moment);
+
+    // The size is fixed: no need to measure the text of every task for the grid.
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
 
 Q_SIGNALS:
     void doubleClicked();
@@ -39,8 +46,10 @@ protected:
 
 private:
     bool moveFocus(int key);
+    void paintFace();
 
     bool taskActive;
     // The ring marks the keyboard's place; a finger on the screen needs none.
     bool focusRingShown;
+    QColor border;
 };

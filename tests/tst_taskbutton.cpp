@@ -9,14 +9,9 @@
 
 namespace {
 
-const QString kInactive = QStringLiteral(
-    "TaskButton {border: 1px solid #333333;border-radius: 6px;background-color: "
-    "#222222;background-color: qlineargradient(x1: 0, y1: 0, x2: 0, y2: 0.67, stop: 0 #444444, "
-    "stop: 1 #222222);margin: 12px;}");
-const QString kActive = QStringLiteral(
-    "TaskButton {border: 1px solid #199909;border-radius: 6px;background-color: "
-    "#116a06;background-color: qlineargradient(x1: 0, y1: 0, x2: 0, y2: 0.67, stop: 0 #22c70d, "
-    "stop: 1 #116a06);margin: 12px;}");
+const QColor kInactiveBorder(0x33, 0x33, 0x33);
+const QColor kActiveBorder(0x19, 0x99, 0x09);
+const QColor kSelectedBorder(0xf8, 0xe5, 0x2d);
 
 QImage iconImage(const QAbstractButton& button) {
     return ImageCompare::iconImage(button.icon(), QSize(130, 130));
@@ -45,7 +40,7 @@ class TestTaskButton : public QObject {
     Q_OBJECT
 private Q_SLOTS:
     void construction();
-    void activationReplacesWholeSheet();
+    void activationSetsTheWholeLook();
     void selectionSwapsOnlyTheBorder_data();
     void selectionSwapsOnlyTheBorder();
     void activationDropsSelectionBorder();
@@ -72,51 +67,60 @@ void TestTaskButton::construction() {
     QCOMPARE(button.maximumSize(), QSize(317, 100));
     QVERIFY(button.isFlat());
     QCOMPARE(button.contentsMargins(), QMargins(0, 0, 0, 0));
-    QCOMPARE(button.styleSheet(), kInactive);
+    QVERIFY(!button.isActivated());
+    QCOMPARE(button.borderColor(), kInactiveBorder);
     QVERIFY(!button.isCheckable());
 }
 
-void TestTaskButton::activationReplacesWholeSheet() {
+void TestTaskButton::activationSetsTheWholeLook() {
     TaskButton button;
     button.setActivated(true);
-    QCOMPARE(button.styleSheet(), kActive);
+    QVERIFY(button.isActivated());
+    QCOMPARE(button.borderColor(), kActiveBorder);
     button.setActivated(false);
-    QCOMPARE(button.styleSheet(), kInactive);
+    QVERIFY(!button.isActivated());
+    QCOMPARE(button.borderColor(), kInactiveBorder);
+    // The image look goes as a whole too.
+    button.createFromImage();
+    button.setActivated(true);
+    QVERIFY(button.styleSheet().isEmpty());
+    QCOMPARE(button.borderColor(), kActiveBorder);
 }
 
 void TestTaskButton::selectionSwapsOnlyTheBorder_data() {
     QTest::addColumn<bool>("active");
     QTest::addColumn<bool>("selected");
-    QTest::addColumn<QString>("border");
-    QTest::newRow("active, selected") << true << true << QStringLiteral("#f8e52d");
-    QTest::newRow("inactive, selected") << false << true << QStringLiteral("#f8e52d");
-    QTest::newRow("active, not selected") << true << false << QStringLiteral("#199909");
-    QTest::newRow("inactive, not selected") << false << false << QStringLiteral("#333333");
+    QTest::addColumn<QColor>("border");
+    QTest::newRow("active, selected") << true << true << kSelectedBorder;
+    QTest::newRow("inactive, selected") << false << true << kSelectedBorder;
+    QTest::newRow("active, not selected") << true << false << kActiveBorder;
+    QTest::newRow("inactive, not selected") << false << false << kInactiveBorder;
 }
 
 void TestTaskButton::selectionSwapsOnlyTheBorder() {
     QFETCH(bool, active);
     QFETCH(bool, selected);
-    QFETCH(QString, border);
+    QFETCH(QColor, border);
     TaskButton button;
     button.setActivated(active);
     // Start from the other selection state, so the swap has to work both ways.
     button.setSelected(!selected, active);
     button.setSelected(selected, active);
-    QString expected = active ? kActive : kInactive;
-    expected.replace(active ? QStringLiteral("border: 1px solid #199909;")
-                            : QStringLiteral("border: 1px solid #333333;"),
-                     QStringLiteral("border: 1px solid %1;").arg(border));
-    QCOMPARE(button.styleSheet(), expected);
+    QCOMPARE(button.borderColor(), border);
+    QCOMPARE(button.isActivated(), active);
+    // The activity given with the selection colours the border only, not the face.
+    button.setSelected(false, !active);
+    QCOMPARE(button.borderColor(), active ? kInactiveBorder : kActiveBorder);
+    QCOMPARE(button.isActivated(), active);
 }
 
 void TestTaskButton::activationDropsSelectionBorder() {
     TaskButton button;
     button.setActivated(true);
     button.setSelected(true, true);
-    QVERIFY(button.styleSheet().contains(QStringLiteral("#f8e52d")));
+    QCOMPARE(button.borderColor(), kSelectedBorder);
     button.setActivated(false);
-    QCOMPARE(button.styleSheet(), kInactive);
+    QCOMPARE(button.borderColor(), kInactiveBorder);
 }
 
 void TestTaskButton::singleTapIsOneClick() {

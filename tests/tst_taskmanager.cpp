@@ -192,19 +192,19 @@ void TestTaskManager::selectionSignalOrder() {
     a->processSelectionChanged();
     QCOMPARE(order, QStringList{QStringLiteral("gained")});
     QCOMPARE(manager->focusedTask(), a);
-    QVERIFY(a->taskButton()->styleSheet().contains(QStringLiteral("border: 1px solid #f8e52d;")));
+    QCOMPARE(a->taskButton()->borderColor(), QColor(0xf8e52d));
 
     order.clear();
     b->processSelectionChanged();
     QCOMPARE(order, (QStringList{QStringLiteral("lost"), QStringLiteral("gained")}));
     QCOMPARE(manager->focusedTask(), b);
-    QVERIFY(a->taskButton()->styleSheet().contains(QStringLiteral("border: 1px solid #199909;")));
+    QCOMPARE(a->taskButton()->borderColor(), QColor(0x199909));
 
     order.clear();
     b->processSelectionChanged();
     QCOMPARE(order, QStringList{QStringLiteral("lost")});
     QCOMPARE(manager->focusedTask(), nullptr);
-    QVERIFY(b->taskButton()->styleSheet().contains(QStringLiteral("border: 1px solid #199909;")));
+    QCOMPARE(b->taskButton()->borderColor(), QColor(0x199909));
     QCOMPARE(gained.count(), 2);
 }
 
