@@ -14,7 +14,7 @@ class QGridLayout;
 class QTimer;
 class RepetitionsWidget;
 class TaskButton;
-class TaskManager;
+class TaskHost;
 
 // Stored as integers in the database and produced by the editors: keep the values.
 enum RepetitionKind { RepeatNever = 1, RepeatForever = 2, RepeatUntilDate = 3, RepeatXTimes = 4 };
@@ -34,7 +34,7 @@ public:
     // Any stored number other than 1 counts as D, so every int must be representable.
     enum Type : int { T = 1, D = 2 };
 
-    Task(TaskManager& manager, int id, const QString& name, bool active, Task::Type type,
+    Task(TaskHost& manager, int id, const QString& name, bool active, Task::Type type,
          QObject* parent = nullptr);
     ~Task() override;
 
@@ -64,7 +64,8 @@ public:
     int noOfAlarms() const { return alarms.size(); }
     Alarm* getAlarm(int index) const { return alarms.at(index); }
     void addAlarm(bool isBefore, int units, Alarm::Unit unitType, const QString& description);
-    // Copies the repetition editor's choice into this freshly built task.
+    // Copies the repetition editor's choice into this freshly built task. Defined with the
+    // editor, which sits above the model.
     void defineRepetition(RepetitionsWidget* widget);
 
     bool hasRepetition() const;
@@ -112,7 +113,7 @@ private:
     QString repetitionExtraData() const;
 
     TaskButton* button;
-    TaskManager& manager;
+    TaskHost& manager;
     int id_;
     QString name_;
     bool active_;
