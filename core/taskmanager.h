@@ -5,6 +5,7 @@
 
 #include "alarmmanager.h"
 #include "databasemanager.h"
+#include "taskhost.h"
 
 class QDateTime;
 class QGridLayout;
@@ -12,7 +13,7 @@ class Task;
 
 // Owns every task and carries out every change: database first, then the
 // alarm daemon, then the grid.
-class TaskManager : public QObject {
+class TaskManager : public QObject, public TaskHost {
     Q_OBJECT
 public:
     explicit TaskManager(QObject* parent = nullptr);
@@ -21,8 +22,8 @@ public:
     Task* focusedTask() const { return selectedTask; }
     void setTasksLayout(QGridLayout* layout) { tasksLayout = layout; }
     void loadTasks();
-    void setSelectedTask(Task* task);
-    void saveTaskActivationState(Task& task);
+    void setSelectedTask(Task* task) override;
+    void saveTaskActivationState(Task& task) override;
     // False when the task's row could not be written: nothing of it is kept or
     // scheduled, and the caller still owns it.
     bool addTask(Task& task);
@@ -30,8 +31,7 @@ public:
     void removeTask();
     void handleAlarmTriggeredForTask(int taskId, int alarmNo);
     void setAlarmsForTask(const Task& task);
-    // When the task's queued events ring next after `now`; invalid when none is queued.
-    QDateTime nextAlarmOf(const Task& task, const QDateTime& now) const;
+    QDateTime nextAlarmOf(const Task& task, const QDateTime& now) const override;
 
     const QVector<Task*>& allTasks() const { return tasks; }
     // False when the database could not be opened: the application must not go on.

@@ -1,19 +1,14 @@
 #include "task.h"
 
-#include <QAbstractButton>
-#include <QButtonGroup>
-#include <QComboBox>
 #include <QEvent>
 #include <QGridLayout>
-#include <QLineEdit>
 #include <QTimer>
 
-#include "repetitionswidget.h"
 #include "taskbutton.h"
-#include "taskmanager.h"
+#include "taskhost.h"
 #include "timesource.h"
 
-Task::Task(TaskManager& taskManager, int id, const QString& name, bool active, Task::Type type,
+Task::Task(TaskHost& taskManager, int id, const QString& name, bool active, Task::Type type,
            QObject* parent)
     : QObject(parent)
     , button(new TaskButton(nullptr))
@@ -175,32 +170,4 @@ bool Task::operator<(const Task& other) const {
         return active_;
     }
     return name_ < other.name_;
-}
-
-void Task::defineRepetition(RepetitionsWidget* widget) {
-    repetition_ = widget->repeatTypeGroup->checkedId();
-    // "Never" leaves every other repetition field at its default.
-    if (repetition_ == RepeatNever) {
-        return;
-    }
-    if (repetition_ == RepeatUntilDate) {
-        repetitionStopDate_ = widget->getRepetitionStopDate();
-    } else if (repetition_ == RepeatXTimes) {
-        repetitionStopNumber_ = widget->repeatStopNumberEdit->text().toInt(nullptr, 10);
-    }
-    repeatIntervalNumber_ = widget->repeatIntervalNumberEdit->text().toInt(nullptr, 10);
-    repeatIntervalType_ = widget->repeatIntervalTypeCombo->currentIndex();
-    if (repeatIntervalType_ == IntervalWeeks) {
-        weeklyRepeatDays_.clear();
-        const int days = widget->weekDaysGroup->buttons().size();
-        // Ascending, Monday first, whatever order the days were checked in.
-        for (int day = 1; day <= days; ++day) {
-            QAbstractButton* dayButton = widget->weekDaysGroup->button(day);
-            if (dayButton && dayButton->isChecked()) {
-                weeklyRepeatDays_.append(day);
-            }
-        }
-    } else if (repeatIntervalType_ == IntervalMonths) {
-        monthlyRepeatType_ = widget->monthlyRepeatTypeGroup->checkedId();
-    }
 }

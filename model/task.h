@@ -20,7 +20,7 @@ struct StoredAlarm;
 struct StoredMoment;
 struct StoredRepetition;
 struct StoredTask;
-class TaskManager;
+class TaskHost;
 
 class Task : public QObject {
     Q_OBJECT
@@ -28,7 +28,7 @@ public:
     // Any stored number other than 1 counts as D, so every int must be representable.
     enum Type : int { T = 1, D = 2 };
 
-    Task(TaskManager& manager, int id, const QString& name, bool active, Task::Type type,
+    Task(TaskHost& manager, int id, const QString& name, bool active, Task::Type type,
          QObject* parent = nullptr);
     ~Task() override;
 
@@ -58,7 +58,8 @@ public:
     int noOfAlarms() const { return alarms.size(); }
     Alarm* getAlarm(int index) const { return alarms.at(index); }
     void addAlarm(bool isBefore, int units, Alarm::Unit unitType, const QString& description);
-    // Copies the repetition editor's choice into this freshly built task.
+    // Copies the repetition editor's choice into this freshly built task. Defined with the
+    // editor, which sits above the model.
     void defineRepetition(RepetitionsWidget* widget);
 
     // The start and repetition fields as a value, which the queries below are asked of.
@@ -114,7 +115,7 @@ private:
     void takeRepetitions(const QVector<StoredRepetition>& stored);
 
     TaskButton* button;
-    TaskManager& manager;
+    TaskHost& manager;
     int id_;
     QString name_;
     bool active_;

@@ -1,5 +1,6 @@
 #include "repetitionswidget.h"
 
+#include <QAbstractButton>
 #include <QButtonGroup>
 #include <QComboBox>
 #include <QGridLayout>
@@ -375,4 +376,39 @@ void RepetitionsWidget::handleRepeatUntilDateSelected() {
     repeatStopNumberEdit->setVisible(false);
     timesLabel->setVisible(false);
     displayRepetitionCycle(repeatIntervalTypeCombo->currentIndex());
+}
+
+void Task::defineRepetition(RepetitionsWidget* widget) {
+    int repetition = widget->repeatTypeGroup->checkedId();
+    int stopNumber = repetitionStopNumber();
+    QDate stopDate = repetitionStopDate();
+    int intervalNumber = repeatIntervalNumber();
+    int intervalType = repeatIntervalType();
+    QList<int> weekdays = weeklyRepeatDays();
+    int monthlyType = monthlyRepeatType();
+    // "Never" leaves every other repetition field at its default.
+    if (repetition != RepeatNever) {
+        if (repetition == RepeatUntilDate) {
+            stopDate = widget->getRepetitionStopDate();
+        } else if (repetition == RepeatXTimes) {
+            stopNumber = widget->repeatStopNumberEdit->text().toInt(nullptr, 10);
+        }
+        intervalNumber = widget->repeatIntervalNumberEdit->text().toInt(nullptr, 10);
+        intervalType = widget->repeatIntervalTypeCombo->currentIndex();
+        if (intervalType == IntervalWeeks) {
+            weekdays.clear();
+            const int days = widget->weekDaysGroup->buttons().size();
+            // Ascending, Monday first, whatever order the days were checked in.
+            for (int day = 1; day <= days; ++day) {
+                QAbstractButton* dayButton = widget->weekDaysGroup->button(day);
+                if (dayButton && dayButton->isChecked()) {
+                    weekdays.append(day);
+                }
+            }
+        } else if (intervalType == IntervalMonths) {
+            monthlyType = widget->monthlyRepeatTypeGroup->checkedId();
+        }
+    }
+    setRepetitionFields(repetition, stopNumber, stopDate, intervalNumber, intervalType, weekdays,
+                        monthlyType);
 }
