@@ -37,10 +37,8 @@ void TaskManager::loadTasks() {
             new Task(*this, row.id, row.name, row.active, static_cast<Task::Type>(row.type));
         tasks.append(task);
         task->loadStored(row);
-        if (tasksLayout) {
-            task->display(tasksLayout);
-        }
     }
+    // Shown once, in their sorted places.
     sortTasks();
     redisplayTasks();
 }

@@ -3,10 +3,13 @@
 #include <QDate>
 #include <QDir>
 #include <QFile>
+#include <QHash>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QStringList>
 #include <QTime>
+
+#include <cmath>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -98,6 +101,25 @@ const QString& repetitionsStatement() {
     return statement;
 }
 
+StoredAlarm alarmAt(const QSqlQuery& query, int first) {
+    return {query.value(first).toBool(), query.value(first + 1).toInt(),
+            query.value(first + 2).toInt(), query.value(first + 3).toString()};
+}
+
+StoredRepetition repetitionAt(const QSqlQuery& query, int first) {
+    StoredRepetition repetition;
+    repetition.repeatType = query.value(first).toInt();
+    repetition.stopNumber = query.value(first + 1).toInt();
+    if (!query.isNull(first + 2)) {
+        repetition.stopDate = dateOf(query.value(first + 2).toString());
+        repetition.hasStopDate = true;
+    }
+    repetition.intervalType = query.value(first + 3).toInt();
+    repetition.intervalNumber = query.value(first + 4).toInt();
+    repetition.extraData = query.value(first + 5).toString();
+    return repetition;
+}
+
 std::optional<StoredMoment> selectMoment(QSqlQuery& query, int id) {
     if (!DatabaseManager::execute(query, momentStatement(), {id})) {
         return std::nullopt;
@@ -123,8 +145,7 @@ std::optional<QVector<StoredAlarm>> selectAlarms(QSqlQuery& query, int taskId) {
     }
     QVector<StoredAlarm> alarms;
     while (query.next()) {
-        alarms.append({query.value(0).toBool(), query.value(1).toInt(), query.value(2).toInt(),
-                       query.value(3).toString()});
+        alarms.append(alarmAt(query, 0));
     }
     return alarms;
 }
@@ -135,19 +156,41 @@ std::optional<QVector<StoredRepetition>> selectRepetitions(QSqlQuery& query, int
     }
     QVector<StoredRepetition> repetitions;
     while (query.next()) {
-        StoredRepetition repetition;
-        repetition.repeatType = query.value(0).toInt();
-        repetition.stopNumber = query.value(1).toInt();
-        if (!query.isNull(2)) {
-            repetition.stopDate = dateOf(query.value(2).toString());
-            repetition.hasStopDate = true;
-        }
-        repetition.intervalType = query.value(3).toInt();
-        repetition.intervalNumber = query.value(4).toInt();
-        repetition.extraData = query.value(5).toString();
-        repetitions.append(repetition);
+        repetitions.append(repetitionAt(query, 0));
     }
     return repetitions;
+}
+
+// The task a row of a whole-table read belongs to: the id that `task_id = ?` with that task's
+// id would match, or none.
+std::optional<qint64> taskIdOf(const QVariant& value) {
+    if (value.typeId() == QMetaType::LongLong || value.typeId() == QMetaType::Int) {
+        return value.toLongLong();
+    }
+    if (value.typeId() == QMetaType::Double) {
+        const double number = value.toDouble();
+        if (number >= -9.0e18 && number <= 9.0e18 && number == std::floor(number)) {
+            return static_cast<qint64>(number);
+        }
+    }
+    return std::nullopt;
+}
+
+// Each task's rows of a whole table, in the order of `id`, which is the order the per-task
+// statements give. One scan instead of one per task: `task_id` has no index.
+template <typename Row, typename Read>
+std::optional<QHash<qint64, QVector<Row>>> rowsByTask(const QString& statement, Read read) {
+    QSqlQuery query = defaultQuery();
+    if (!DatabaseManager::execute(query, statement)) {
+        return std::nullopt;
+    }
+    QHash<qint64, QVector<Row>> rows;
+    while (query.next()) {
+        if (const std::optional<qint64> taskId = taskIdOf(query.value(0))) {
+            rows[*taskId].append(read(query, 1));
+        }
+    }
+    return rows;
 }
 
 } // namespace
@@ -284,15 +327,27 @@ QVector<StoredTask> DatabaseManager::selectTasks() {
         task.type = query.value(3).toInt();
         tasks.append(task);
     }
-    // Each statement prepared once and bound anew per task.
+    if (tasks.isEmpty()) {
+        return tasks;
+    }
+    const auto alarms = rowsByTask<StoredAlarm>(
+        QStringLiteral("SELECT task_id, is_before, units, unit_type, description FROM alarms "
+                       "ORDER BY id"),
+        alarmAt);
+    const auto repetitions = rowsByTask<StoredRepetition>(
+        QStringLiteral("SELECT task_id, repeat_type, repeat_units, repeat_stop_date, "
+                       "repeat_interval_type, repeat_interval_units, extra_data FROM "
+                       "repetitions ORDER BY id"),
+        repetitionAt);
+    // The moment is found by the primary key: prepared once, bound anew per task.
     QSqlQuery moments = defaultQuery();
-    QSqlQuery alarms = defaultQuery();
-    QSqlQuery repetitions = defaultQuery();
     for (StoredTask& task : tasks) {
         task.moment = ::selectMoment(moments, task.id);
-        task.alarms = ::selectAlarms(alarms, task.id).value_or(QVector<StoredAlarm>());
-        if (task.type != kTypeWithoutRepetitions) {
-            task.repetitions = ::selectRepetitions(repetitions, task.id);
+        if (alarms) {
+            task.alarms = alarms->value(task.id);
+        }
+        if (task.type != kTypeWithoutRepetitions && repetitions) {
+            task.repetitions = repetitions->value(task.id);
         }
     }
     return tasks;
