@@ -18,6 +18,7 @@
 #include "taskmanager.h"
 #include "taskwindow.h"
 #include "testdatabase.h"
+#include "ringrequest.h"
 #include "translation.h"
 
 namespace {
@@ -57,8 +58,8 @@ bool writeBracketedTranslation(const QString& qmPath) {
     }
     QString ts = QString::fromUtf8(source.readAll());
     static const QRegularExpression unfinished(
-        QStringLiteral(
-            "<source>(.*?)</source>(\\s*)<translation type=\"unfinished\"></translation>"),
+        QStringLiteral("<source>([^<]*)</source>(\\s*(?:<extracomment>[^<]*</extracomment>\\s*)?)"
+                       "<translation type=\"unfinished\"></translation>"),
         QRegularExpression::DotMatchesEverythingOption);
     ts.replace(unfinished,
                QStringLiteral("<source>\\1</source>\\2<translation>[\\1]</translation>"));
@@ -128,6 +129,8 @@ private Q_SLOTS:
     void templateHoldsTheTexts();
     void noTranslationLeavesTheTextsAsWritten();
     void translationOfTheUsersLanguageIsUsed();
+    void ringTextsAreTranslated_data();
+    void ringTextsAreTranslated();
     void everyTextOfTheWindowsIsTranslated_data();
     void everyTextOfTheWindowsIsTranslated();
 
@@ -183,6 +186,7 @@ void TestTranslations::templateHoldsTheTexts_data() {
         << QStringLiteral("Are you sure you want to delete this task?");
     QTest::newRow("picker") << QStringLiteral("QMaemo5AbstractPickSelector")
                             << QStringLiteral("Done");
+    QTest::newRow("ring duration") << QStringLiteral("RingRequest") << QStringLiteral("min");
 }
 
 void TestTranslations::templateHoldsTheTexts() {
@@ -209,6 +213,35 @@ void TestTranslations::translationOfTheUsersLanguageIsUsed() {
     QVERIFY(Translation::install(QLocale(QLocale::German, QLocale::Austria)));
     MainWindow window(*manager);
     QCOMPARE(window.windowTitle(), QStringLiteral("[Pardo Reminder]"));
+}
+
+void TestTranslations::ringTextsAreTranslated_data() {
+    QTest::addColumn<qint64>("seconds");
+    QTest::addColumn<QString>("plain");
+    QTest::addColumn<QString>("translated");
+    QTest::newRow("nothing") << qint64(0) << QStringLiteral("0 s") << QStringLiteral("[0 s]");
+    QTest::newRow("seconds") << qint64(45) << QStringLiteral("45 s") << QStringLiteral("45 [s]");
+    QTest::newRow("minutes") << qint64(600) << QStringLiteral("10 min")
+                             << QStringLiteral("10 [min]");
+    QTest::newRow("hours and minutes")
+        << qint64(5400) << QStringLiteral("1 h 30 min") << QStringLiteral("1 [h] 30 [min]");
+    QTest::newRow("days") << qint64(86400 * 2) << QStringLiteral("2 d") << QStringLiteral("2 [d]");
+}
+
+// The ring window and the daemon's notification say for how long a snooze lasts.
+void TestTranslations::ringTextsAreTranslated() {
+    QFETCH(qint64, seconds);
+    QFETCH(QString, plain);
+    QFETCH(QString, translated);
+    QCOMPARE(RingRequest::durationText(seconds), plain);
+    QVERIFY(writeBracketedTranslation(translations + QStringLiteral("/pardo-reminder_de.qm")));
+    QVERIFY(Translation::install(QLocale(QLocale::German, QLocale::Germany)));
+    QCOMPARE(RingRequest::durationText(seconds), translated);
+
+    RingRequest request;
+    request.snoozeSecs = seconds;
+    const QString button = request.buttonText({2, QStringLiteral("Snooze"), true});
+    QCOMPARE(button, QStringLiteral("[Snooze %1]").arg(translated));
 }
 
 void TestTranslations::everyTextOfTheWindowsIsTranslated_data() {

@@ -11,6 +11,7 @@
 #include "eventstore.h"
 #include "quitsignals.h"
 #include "systemclock.h"
+#include "translation.h"
 
 int main(int argc, char* argv[]) {
     CommandLine commandLine(QStringLiteral("pardo-alarmd"),
@@ -28,6 +29,8 @@ int main(int argc, char* argv[]) {
         return *status;
     }
     QCoreApplication::setApplicationName(QStringLiteral("pardo-alarmd"));
+    // The notification's snooze button says for how long in the user's language.
+    Translation::install();
 
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected()) {

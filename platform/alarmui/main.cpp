@@ -11,6 +11,7 @@
 #include "commandline.h"
 #include "maemo5theme.h"
 #include "ringwindows.h"
+#include "translation.h"
 
 namespace {
 
@@ -40,6 +41,7 @@ int main(int argc, char* argv[]) {
     QApplication::setApplicationName(QStringLiteral("pardo-alarm-ui"));
     QApplication::setQuitOnLastWindowClosed(false);
     Maemo5Theme::apply(app);
+    Translation::install();
 
     RingWindows windows(QDBusConnection::sessionBus(), QStringLiteral("org.velmar.alarmd"));
     QObject::connect(&windows, &RingWindows::line, &app, &writeLine);
