@@ -17,11 +17,6 @@ Task::Task(TaskHost& taskManager, int id, const QString& name, bool active, Task
     , name_(name)
     , active_(active)
     , type_(type)
-    , repetition_(RepeatNever)
-    , repetitionStopNumber_(0)
-    , repeatIntervalNumber_(0)
-    , repeatIntervalType_(IntervalMinutes)
-    , monthlyRepeatType_(MonthlyByDayOfMonth)
     , nextAlarmTimer(new QTimer(this)) {
     nextAlarmTimer->setSingleShot(true);
     nextAlarmTimer->setTimerType(Qt::PreciseTimer);
@@ -33,10 +28,11 @@ Task::Task(TaskHost& taskManager, int id, const QString& name, bool active, Task
     connect(button, &TaskButton::clicked, this, &Task::processSelectionChanged);
     // The grid's container takes the button as its child and may destroy it first at shutdown.
     connect(button, &QObject::destroyed, this, [this] { button = nullptr; });
+    rule_.setCountdown(type_ == T);
     if (type_ == T) {
         const QDateTime now = TimeSource::currentDateTime();
-        date_ = now.date();
-        time_ = now.time();
+        rule_.setDate(now.date());
+        rule_.setTime(now.time());
     }
 }
 
@@ -50,26 +46,14 @@ void Task::addAlarm(bool isBefore, int units, Alarm::Unit unitType, const QStrin
 }
 
 RepetitionRule Task::repetitionRule() const {
-    RepetitionRule rule;
-    rule.setDate(date_);
-    rule.setTime(time_);
-    rule.setCountdown(type_ == T);
-    rule.setRepetitionFields(repetition_, repetitionStopNumber_, repetitionStopDate_,
-                             repeatIntervalNumber_, repeatIntervalType_, weeklyRepeatDays_,
-                             monthlyRepeatType_);
-    return rule;
+    return rule_;
 }
 
 void Task::setRepetitionFields(int repetition, int stopNumber, const QDate& stopDate,
                                int intervalNumber, int intervalType, const QList<int>& weekdays,
                                int monthlyType) {
-    repetition_ = repetition;
-    repetitionStopNumber_ = stopNumber;
-    repetitionStopDate_ = stopDate;
-    repeatIntervalNumber_ = intervalNumber;
-    repeatIntervalType_ = intervalType;
-    weeklyRepeatDays_ = weekdays;
-    monthlyRepeatType_ = monthlyType;
+    rule_.setRepetitionFields(repetition, stopNumber, stopDate, intervalNumber, intervalType,
+                              weekdays, monthlyType);
 }
 
 bool Task::hasRepetition() const {
@@ -129,7 +113,7 @@ void Task::refreshNextAlarm() {
 }
 
 QDateTime Task::countdownStart() const {
-    return countdownStart_.isValid() ? countdownStart_ : QDateTime(date_, time_);
+    return countdownStart_.isValid() ? countdownStart_ : QDateTime(rule_.date(), rule_.time());
 }
 
 void Task::restartCountdown() {
@@ -158,9 +142,9 @@ void Task::changeActivationState() {
     // A T task stores the moment of its last toggle, also when switched off.
     if (type_ == T) {
         const QDateTime now = TimeSource::currentDateTime();
-        date_ = now.date();
-        time_ = now.time();
-        countdownStart_ = QDateTime(date_, time_);
+        rule_.setDate(now.date());
+        rule_.setTime(now.time());
+        countdownStart_ = QDateTime(rule_.date(), rule_.time());
     }
     manager.saveTaskActivationState(*this);
 }

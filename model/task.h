@@ -36,20 +36,20 @@ public:
     QString name() const { return name_; }
     bool active() const { return active_; }
     Task::Type type() const { return type_; }
-    QDate date() const { return date_; }
-    QTime time() const { return time_; }
-    int repetition() const { return repetition_; }
-    int repetitionStopNumber() const { return repetitionStopNumber_; }
-    QDate repetitionStopDate() const { return repetitionStopDate_; }
-    int repeatIntervalNumber() const { return repeatIntervalNumber_; }
-    int repeatIntervalType() const { return repeatIntervalType_; }
-    int monthlyRepeatType() const { return monthlyRepeatType_; }
-    QList<int> weeklyRepeatDays() const { return weeklyRepeatDays_; }
+    QDate date() const { return rule_.date(); }
+    QTime time() const { return rule_.time(); }
+    int repetition() const { return rule_.repetition(); }
+    int repetitionStopNumber() const { return rule_.repetitionStopNumber(); }
+    QDate repetitionStopDate() const { return rule_.repetitionStopDate(); }
+    int repeatIntervalNumber() const { return rule_.repeatIntervalNumber(); }
+    int repeatIntervalType() const { return rule_.repeatIntervalType(); }
+    int monthlyRepeatType() const { return rule_.monthlyRepeatType(); }
+    QList<int> weeklyRepeatDays() const { return rule_.weeklyRepeatDays(); }
 
     void setId(int id) { id_ = id; }
     void setName(const QString& name) { name_ = name; }
-    void setDate(const QDate& date) { date_ = date; }
-    void setTime(const QTime& time) { time_ = time; }
+    void setDate(const QDate& date) { rule_.setDate(date); }
+    void setTime(const QTime& time) { rule_.setTime(time); }
     // All repetition fields at once, as a stored row would give them.
     void setRepetitionFields(int repetition, int stopNumber, const QDate& stopDate,
                              int intervalNumber, int intervalType, const QList<int>& weekdays,
@@ -120,16 +120,9 @@ private:
     QString name_;
     bool active_;
     Task::Type type_;
-    QDate date_;
-    QTime time_;
     QList<Alarm*> alarms;
-    int repetition_;
-    int repetitionStopNumber_;
-    QDate repetitionStopDate_;
-    int repeatIntervalNumber_;
-    int repeatIntervalType_;
-    QList<int> weeklyRepeatDays_;
-    int monthlyRepeatType_;
+    // Start and repetition: what the occurrence queries are asked of.
+    RepetitionRule rule_;
     // Only in memory: after a restart the stored activation moment stands in.
     QDateTime countdownStart_;
     QTimer* nextAlarmTimer;

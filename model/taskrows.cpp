@@ -18,7 +18,8 @@ bool Task::insertCoreDataToDatabase() {
     if (type_ == T) {
         return DatabaseManager::insertTask(name_, static_cast<int>(type_), id_);
     }
-    return DatabaseManager::insertTask(name_, static_cast<int>(type_), date_, time_, id_);
+    return DatabaseManager::insertTask(name_, static_cast<int>(type_), rule_.date(), rule_.time(),
+                                       id_);
 }
 
 void Task::insertAlarmsDataToDatabase() {
@@ -67,10 +68,10 @@ void Task::loadDateTime() {
 void Task::takeMoment(const StoredMoment& moment) {
     // A NULL column keeps what the task already has.
     if (moment.hasDate) {
-        date_ = moment.date;
+        rule_.setDate(moment.date);
     }
     if (moment.hasTime) {
-        time_ = moment.time;
+        rule_.setTime(moment.time);
     }
 }
 
@@ -88,17 +89,17 @@ void Task::takeAlarms(const QVector<StoredAlarm>& stored) {
 }
 
 QString Task::repetitionExtraData() const {
-    return repetitionRule().extraData();
+    return rule_.extraData();
 }
 
 StoredRepetition Task::storedRepetition() const {
     StoredRepetition stored;
-    stored.repeatType = repetition_;
-    stored.stopNumber = repetitionStopNumber_;
-    stored.stopDate = repetitionStopDate_;
-    stored.intervalType = repeatIntervalType_;
-    stored.intervalNumber = repeatIntervalNumber_;
-    stored.extraData = repetitionExtraData();
+    stored.repeatType = rule_.repetition();
+    stored.stopNumber = rule_.repetitionStopNumber();
+    stored.stopDate = rule_.repetitionStopDate();
+    stored.intervalType = rule_.repeatIntervalType();
+    stored.intervalNumber = rule_.repeatIntervalNumber();
+    stored.extraData = rule_.extraData();
     return stored;
 }
 
@@ -127,29 +128,22 @@ void Task::loadRepetitions() {
 
 void Task::takeRepetitions(const QVector<StoredRepetition>& stored) {
     for (const StoredRepetition& row : stored) {
-        repetition_ = row.repeatType;
-        repetitionStopNumber_ = row.stopNumber;
-        if (row.hasStopDate) {
-            repetitionStopDate_ = row.stopDate;
-        }
-        repeatIntervalType_ = row.intervalType;
-        repeatIntervalNumber_ = row.intervalNumber;
-        if (repeatIntervalType_ == IntervalWeeks) {
+        rule_.setRepetitionFields(row.repeatType, row.stopNumber,
+                                  row.hasStopDate ? row.stopDate : rule_.repetitionStopDate(),
+                                  row.intervalNumber, row.intervalType, rule_.weeklyRepeatDays(),
+                                  rule_.monthlyRepeatType());
+        if (row.intervalType == IntervalWeeks) {
             parseExtraDataAsWeekly(row.extraData);
-        } else if (repeatIntervalType_ == IntervalMonths) {
+        } else if (row.intervalType == IntervalMonths) {
             parseExtraDataAsMonthly(row.extraData);
         }
     }
 }
 
 void Task::parseExtraDataAsWeekly(const QString& extra) {
-    RepetitionRule rule = repetitionRule();
-    rule.parseExtraDataAsWeekly(extra);
-    weeklyRepeatDays_ = rule.weeklyRepeatDays();
+    rule_.parseExtraDataAsWeekly(extra);
 }
 
 void Task::parseExtraDataAsMonthly(const QString& extra) {
-    RepetitionRule rule = repetitionRule();
-    rule.parseExtraDataAsMonthly(extra);
-    monthlyRepeatType_ = rule.monthlyRepeatType();
+    rule_.parseExtraDataAsMonthly(extra);
 }
